@@ -10,14 +10,34 @@ namespace kel
 // of 16-byte steps with lock-free free lists; larger ones go to the C runtime. Every framework
 // object (through CCheckedObject's class-level operators) and every buffer comes from here; the
 // global operator new is never replaced, so the host's process is not touched.
+//
+// Every block, pooled or not, is 16-byte aligned and has a 16-byte head in front of it whose last
+// byte tells where it came from: the size class (0 to 254) or 255 for a runtime block. Pooled
+// memory is carved in chunks of 128 blocks (64 for blocks of 2048 bytes and more) and never given
+// back to the system; a freed block waits on its class's free list for the next request.
 // [any thread; the pools take a class lock only when a free list is empty]
 class CAllocator
 {
 public:
+    static constexpr int kClassCount = 255;
+    static constexpr size_t kClassStepBytes = 16;
+    static constexpr size_t kMaxPooledBytes = kClassCount * kClassStepBytes; // 4080
+    // The counter index of blocks that come from the C runtime.
+    static constexpr int kRuntimeClass = 255;
+
+    // Null when the system has no memory left. Size 0 takes the smallest class.
     static void* alloc(size_t bytes);
+    // A null block is ignored.
     static void free(void* block);
-    // Keeps the contents up to the smaller of the two sizes. A null block behaves as alloc.
+    // Keeps the contents up to the smaller of the two sizes. A null block behaves as alloc. A
+    // block that still fits its size class stays where it is. Null on failure, the old block
+    // then untouched.
     static void* realloc(void* block, size_t bytes);
+    // Bytes the block can hold: its class's size, or the request for a runtime block.
+    static size_t getCapacity(const void* block);
+
+    // Size class of a request, or kRuntimeClass above 4080 bytes.
+    static int classIndexFor(size_t bytes);
 
     // Blocks handed out and not yet freed, all classes together and per size class
     // (classIndex 255 counts the runtime's large blocks). Tests use these to find leaks.

@@ -1,5 +1,7 @@
 #include "Core/CError.h"
 
+#include "Core/CString.h"
+
 #include <atomic>
 #include <cstdio>
 #include <cstring>
@@ -61,6 +63,42 @@ CErrorArg::CErrorArg(long long value) : text(digits)
 CErrorArg::CErrorArg(unsigned long long value) : text(digits)
 {
     std::snprintf(digits, sizeof(digits), "%llu", value);
+}
+
+CErrorArg::CErrorArg(const CString& value) : text(digits)
+{
+    const int needed = value.toUtf8(digits, static_cast<int>(sizeof(digits)));
+    if (needed >= static_cast<int>(sizeof(digits)))
+    {
+        // Without memory the argument keeps the cut text that fits in digits.
+        ownedText = static_cast<char*>(CAllocator::alloc(static_cast<size_t>(needed) + 1));
+        if (ownedText)
+        {
+            value.toUtf8(ownedText, needed + 1);
+            text = ownedText;
+        }
+    }
+}
+
+CErrorArg::CErrorArg(const CErrorArg& other) : text(other.text)
+{
+    // The text may live in the other argument's own storage; never point into it.
+    if (other.text == other.digits)
+    {
+        std::memcpy(digits, other.digits, sizeof(digits));
+        text = digits;
+    }
+    else if (other.ownedText)
+    {
+        const size_t length = std::strlen(other.ownedText);
+        ownedText = copyText(other.ownedText, length);
+        text = ownedText;
+    }
+}
+
+CErrorArg::~CErrorArg()
+{
+    CAllocator::free(ownedText);
 }
 
 CError* CError::createFrom(const char* keyedText, const CErrorArg* args, int count)

@@ -14,11 +14,18 @@ inline const char* kelErrorContextName()
 namespace kel
 {
 
-// One argument of a keyed message: text, or a number turned to decimal.
+class CString;
+
+// One argument of a keyed message: text, or a number turned to decimal. A CString argument is
+// turned to UTF-8; short ones fit in the argument itself, longer ones take a buffer it owns.
 class CErrorArg
 {
 public:
     CErrorArg(const char* value) : text(value ? value : "") {}
+    CErrorArg(const CString& value);
+    CErrorArg(const CErrorArg& other);
+    CErrorArg& operator=(const CErrorArg&) = delete;
+    ~CErrorArg();
     CErrorArg(int value) : CErrorArg(static_cast<long long>(value)) {}
     CErrorArg(long value) : CErrorArg(static_cast<long long>(value)) {}
     CErrorArg(long long value);
@@ -30,6 +37,7 @@ public:
 
 private:
     const char* text;
+    char* ownedText = nullptr;
     char digits[24] = {};
 };
 

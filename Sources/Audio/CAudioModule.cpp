@@ -1,0 +1,67 @@
+#include "Audio/CAudioModule.h"
+
+#include "Audio/CDCDAWContext.h"
+
+namespace kel
+{
+
+CAudioModule::~CAudioModule()
+{
+    releaseOutputs();
+    freeChannelArrays();
+}
+
+CError* CAudioModule::setChannelCount(int count)
+{
+    if (count < 0)
+        return KEL_ERROR("@kelstr_CAudioModule_setChannelCount_Invalid Invalid channel count %1.",
+                         count);
+    releaseOutputs();
+    if (count > kInlineChannels && count != channelCount)
+    {
+        uint32_t* newInputs = allocArray<uint32_t>(static_cast<size_t>(count));
+        uint32_t* newOutputs = allocArray<uint32_t>(static_cast<size_t>(count));
+        if (!newInputs || !newOutputs)
+        {
+            CAllocator::free(newInputs);
+            CAllocator::free(newOutputs);
+            return KEL_ERROR("@kelstr_CAudioModule_setChannelCount_NoMemory Out of memory.");
+        }
+        freeChannelArrays();
+        inputs = newInputs;
+        outputs = newOutputs;
+    }
+    else if (count <= kInlineChannels)
+    {
+        freeChannelArrays();
+    }
+    channelCount = count;
+    for (int channel = 0; channel < channelCount; ++channel)
+    {
+        inputs[channel] = kNoBuffer;
+        outputs[channel] = kNoBuffer;
+    }
+    return nullptr;
+}
+
+void CAudioModule::releaseOutputs()
+{
+    for (int channel = 0; channel < channelCount; ++channel)
+    {
+        if (outputs[channel] != kNoBuffer && context)
+            context->release(outputs[channel]);
+        outputs[channel] = kNoBuffer;
+    }
+}
+
+void CAudioModule::freeChannelArrays()
+{
+    if (inputs != inlineInputs)
+        CAllocator::free(inputs);
+    if (outputs != inlineOutputs)
+        CAllocator::free(outputs);
+    inputs = inlineInputs;
+    outputs = inlineOutputs;
+}
+
+} // namespace kel

@@ -1,0 +1,26 @@
+#include "Audio/CDCDAWContextObject.h"
+
+namespace kel
+{
+
+CDCDAWContextObject::~CDCDAWContextObject()
+{
+    delete context;
+}
+
+CError* CDCDAWContextObject::init()
+{
+    if (context)
+        return nullptr;
+    auto* created = new CDCDAWContext();
+    if (CError* error = created->init())
+    {
+        delete created;
+        error->addFrame(__FILE__, __LINE__, kelErrorContextName());
+        return error;
+    }
+    context = created;
+    return nullptr;
+}
+
+} // namespace kel

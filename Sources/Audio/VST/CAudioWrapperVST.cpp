@@ -1,0 +1,490 @@
+#include "Audio/VST/CAudioWrapperVST.h"
+
+#include "Audio/VST/CAudioWrapperVSTEditor.h"
+#include "Core/CAllocator.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+
+namespace kel
+{
+
+namespace
+{
+std::atomic<bool> gWindowsTakeFocus{true};
+
+// Until the instance has a preset registry there is one program with this name.
+constexpr const char* kProgramName = "Default";
+
+char lowerAscii(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+size_t arrangementBytes(int32_t channels)
+{
+    // Hosts read the fixed eight speakers even of smaller records.
+    const int32_t speakers = channels > 8 ? channels : 8;
+    return offsetof(VstSpeakerArrangement, speakers) +
+           static_cast<size_t>(speakers) * sizeof(VstSpeakerProperties);
+}
+} // namespace
+
+CError* CAudioWrapperVST::create(VstHostCallback hostCallback, AEffect** effect,
+                                 int intChannelCount)
+{
+    if (!effect)
+        return KEL_ERROR("@kelstr_CAudioWrapperVST_create_NoResult No place for the effect.");
+    *effect = nullptr;
+    // A host that does not answer the version query predates the format; load nothing.
+    if (!hostCallback || hostCallback(nullptr, kHostVersion, 0, 0, nullptr, 0.0f) == 0)
+        return nullptr;
+    auto* wrapper = new CAudioWrapperVST(hostCallback, intChannelCount);
+    if (CError* error = wrapper->init())
+    {
+        delete wrapper;
+        error->addFrame(__FILE__, __LINE__, kelErrorContextName());
+        return error;
+    }
+    *effect = wrapper->getAeffect();
+    return nullptr;
+}
+
+CAudioWrapperVST::CAudioWrapperVST(VstHostCallback hostCallback, int intChannelCount)
+    : AudioEffectX(hostCallback, 1, 1), intChannels(intChannelCount)
+{
+    setChannelCount(intChannelCount);
+}
+
+CAudioWrapperVST::~CAudioWrapperVST()
+{
+    startupDone = false;
+    setEditor(nullptr);
+    freeArrangement(inputArrangement);
+    freeArrangement(outputArrangement);
+    delete syncLock;
+    syncLock = nullptr;
+}
+
+CError* CAudioWrapperVST::init()
+{
+    KEL_CHECK(CAudioWrapper::init());
+
+    // Host identity and quirks.
+    hostVersion = getMasterVersion();
+    getHostProductString(hostProduct);
+    getHostVendorString(hostVendor);
+    if (readBoolSetting("vst-func-sync", "0") || matchWildcard(kSyncHostPattern, hostProduct))
+        syncLock = new CLock(4000);
+    gWindowsTakeFocus.store(std::strcmp(hostVendor, kNoFocusHostVendor) != 0);
+    const bool multiChannel = hostVersion >= kMultiChannelHostVersion && !getForce2ch() &&
+                              std::strcmp(hostProduct, kTwoChannelHostProduct) != 0;
+    setChannelCount(multiChannel ? intChannels : 2);
+
+    setUniqueID(static_cast<int32_t>(kPluginCode));
+    setNumPrograms(1);
+    setNumParams(0);
+    setVersion(getVendorVersion());
+    programsAreChunks(true);
+    canProcessReplacing(true);
+    canDoubleReplacing(true);
+    setNumInputs(getChannelCount());
+    setNumOutputs(getChannelCount());
+    setEditor(new CAudioWrapperVSTEditor(this));
+
+    {
+        CLockGuard guard(effectLock);
+        fillChannelNames();
+    }
+    startupDone = true;
+    return nullptr;
+}
+
+bool CAudioWrapperVST::windowsTakeFocus()
+{
+    return gWindowsTakeFocus.load();
+}
+
+bool CAudioWrapperVST::matchWildcard(const char* pattern, const char* text)
+{
+    if (!pattern || !text)
+        return false;
+    // Greedy match with one back-tracking point: the last '*' seen.
+    const char* star = nullptr;
+    const char* resume = nullptr;
+    while (*text)
+    {
+        if (*pattern == '*')
+        {
+            star = pattern++;
+            resume = text;
+        }
+        else if (*pattern == '?' || (*pattern && lowerAscii(*pattern) == lowerAscii(*text)))
+        {
+            ++pattern;
+            ++text;
+        }
+        else if (star)
+        {
+            pattern = star + 1;
+            text = ++resume;
+        }
+        else
+            return false;
+    }
+    while (*pattern == '*')
+        ++pattern;
+    return *pattern == 0;
+}
+
+void CAudioWrapperVST::suspend()
+{
+    CLockGuard guard(syncLock);
+    CAudioWrapper::stop();
+}
+
+void CAudioWrapperVST::resume()
+{
+    CLockGuard guard(syncLock);
+    // The block size is the one the host set, never what it answers when asked: hosts render
+    // offline in larger blocks than they report.
+    CAudioWrapper::setBlockSize(AudioEffect::getBlockSize());
+    CAudioWrapper::setSampleRate(AudioEffect::getSampleRate());
+    refreshOffline();
+    applyShapeAndCounts();
+    CAudioWrapper::start();
+    setInitialDelay(getLatencyFrames());
+    markLatencyStable();
+}
+
+void CAudioWrapperVST::refreshOffline()
+{
+    const bool offline = getCurrentProcessLevel() == kProcessLevelOffline;
+    if (offline != getOffline())
+        setOffline(offline);
+}
+
+void CAudioWrapperVST::applyShapeAndCounts()
+{
+    const int32_t ins = inputArrangement ? inputArrangement->numChannels : getNumInputs();
+    const int32_t outs = outputArrangement ? outputArrangement->numChannels : getNumOutputs();
+    setBufferShape(doublePrecision, doublePrecision);
+    setActiveChannels(ins, outs);
+}
+
+void CAudioWrapperVST::processReplacing(float** inputs, float** outputs, int32_t frames)
+{
+    processAudio(inputs, outputs, frames);
+}
+
+void CAudioWrapperVST::processDoubleReplacing(double** inputs, double** outputs, int32_t frames)
+{
+    processAudio(inputs, outputs, frames);
+}
+
+template <typename Sample>
+void CAudioWrapperVST::processAudio(Sample** inputs, Sample** outputs, int32_t frames)
+{
+    // The slot decides the sample type: a host that calls the other slot than it announced must
+    // not make us write doubles into its float buffers.
+    if (frames <= 0 || !outputs)
+        return;
+    CLockGuard guard(syncLock);
+    refreshOffline();
+    processBlock(inputs, outputs, frames);
+    if (takeIoChangePending())
+        ioChanged();
+}
+
+void CAudioWrapperVST::setParameter(int32_t /*index*/, float /*valueNorm*/)
+{
+    // The host parameters are not there yet, so every index is out of range and ignored. Whatever
+    // comes here later must not call the host: hosts call this holding their own locks.
+}
+
+float CAudioWrapperVST::getParameter(int32_t /*index*/)
+{
+    return 0.0f;
+}
+
+void CAudioWrapperVST::setProgram(int32_t program)
+{
+    if (program >= 0 && program < getNumPrograms())
+        curProgram = program;
+}
+
+void CAudioWrapperVST::setProgramName(const char* /*name*/)
+{
+    // The one program's name is fixed until presets exist.
+}
+
+void CAudioWrapperVST::getProgramName(char* name)
+{
+    copyText(name, kProgramName, kVstProgramNameBytes);
+}
+
+bool CAudioWrapperVST::getProgramNameIndexed(int32_t /*category*/, int32_t index, char* text)
+{
+    if (index < 0 || index >= getNumPrograms())
+        return false;
+    copyText(text, kProgramName, kVstProgramNameBytes);
+    return true;
+}
+
+void CAudioWrapperVST::getParameterLabel(int32_t /*index*/, char* label)
+{
+    copyText(label, "", kVstParamTextBytes);
+}
+
+void CAudioWrapperVST::getParameterDisplay(int32_t /*index*/, char* text)
+{
+    copyText(text, "", kVstParamTextBytes);
+}
+
+void CAudioWrapperVST::getParameterName(int32_t /*index*/, char* text)
+{
+    copyText(text, "", kVstParamTextBytes);
+}
+
+int32_t CAudioWrapperVST::getChunk(void** data, bool isPreset)
+{
+    int32_t byteCount = 0;
+    if (CError* error = saveChunk(data, &byteCount, isPreset, true))
+    {
+        // The host learns of the failure by the answer alone.
+        delete error;
+        *data = nullptr;
+        return 0;
+    }
+    return *data ? byteCount : 0;
+}
+
+int32_t CAudioWrapperVST::setChunk(void* data, int32_t byteSize, bool isPreset)
+{
+    // Sixteen reserved bytes and nothing after them: an empty state, accepted as it is.
+    if (byteSize < 17)
+        return 1;
+    if (CError* error = loadChunk(data, byteSize, isPreset, true))
+    {
+        delete error;
+        return 0;
+    }
+    return 1;
+}
+
+int32_t CAudioWrapperVST::processEvents(VstEvents* events)
+{
+    const double rateHz = CAudioWrapper::getSampleRate();
+    for (int32_t n = 0; n < events->numEvents; ++n)
+    {
+        const VstEvent* event = events->events[n];
+        if (!event || event->type != kEventTypeMidi)
+            continue;
+        const auto* midi = reinterpret_cast<const VstMidiEvent*>(event);
+        const int status = static_cast<unsigned char>(midi->midiData[0]);
+        const int data1 = static_cast<unsigned char>(midi->midiData[1]) & 127;
+        const int data2 = static_cast<unsigned char>(midi->midiData[2]) & 127;
+        const double timeSec = rateHz > 0.0 ? midi->deltaFrames / rateHz : 0.0;
+        midiEvent(status & 0xF0, status & 0x0F, data1, data2, timeSec);
+    }
+    return 1;
+}
+
+bool CAudioWrapperVST::canParameterBeAutomated(int32_t /*index*/)
+{
+    return true;
+}
+
+int32_t CAudioWrapperVST::getPlugCategory()
+{
+    return kCategoryEffect;
+}
+
+VstSpeakerArrangement* CAudioWrapperVST::copyArrangement(const VstSpeakerArrangement* source)
+{
+    const size_t bytes = arrangementBytes(source->numChannels);
+    auto* copy = static_cast<VstSpeakerArrangement*>(CAllocator::alloc(bytes));
+    std::memset(copy, 0, bytes);
+    copy->type = source->type;
+    copy->numChannels = source->numChannels;
+    std::memcpy(copy->speakers, source->speakers,
+                static_cast<size_t>(source->numChannels) * sizeof(VstSpeakerProperties));
+    return copy;
+}
+
+void CAudioWrapperVST::freeArrangement(VstSpeakerArrangement*& arrangement)
+{
+    CAllocator::free(arrangement);
+    arrangement = nullptr;
+}
+
+bool CAudioWrapperVST::setSpeakerArrangement(VstSpeakerArrangement* input,
+                                             VstSpeakerArrangement* output)
+{
+    if (input && (input->numChannels < 0 || input->numChannels > getNumInputs()))
+        return false;
+    if (output && (output->numChannels < 0 || output->numChannels > getNumOutputs()))
+        return false;
+    if (input)
+    {
+        freeArrangement(inputArrangement);
+        inputArrangement = copyArrangement(input);
+    }
+    if (output)
+    {
+        freeArrangement(outputArrangement);
+        outputArrangement = copyArrangement(output);
+    }
+    CLockGuard guard(effectLock);
+    fillChannelNames();
+    return true;
+}
+
+void CAudioWrapperVST::fillChannelNames()
+{
+    inNameCount = inputArrangement ? inputArrangement->numChannels : getNumInputs();
+    outNameCount = outputArrangement ? outputArrangement->numChannels : getNumOutputs();
+    for (int side = 0; side < 2; ++side)
+    {
+        const VstSpeakerArrangement* arrangement = side ? outputArrangement : inputArrangement;
+        char(*names)[kChannelNameBytes] = side ? outChannelName : inChannelName;
+        const int count = side ? outNameCount : inNameCount;
+        for (int channel = 0; channel < count && channel < kMaxChannels; ++channel)
+        {
+            std::snprintf(names[channel], kChannelNameBytes, "%s %d", side ? "OUT" : "IN",
+                          channel + 1);
+            if (!arrangement)
+                continue;
+            const char* speakerName = arrangement->speakers[channel].name;
+            // The host's field need not be terminated.
+            const void* end = std::memchr(speakerName, 0, sizeof(arrangement->speakers[0].name));
+            const size_t length =
+                end ? static_cast<size_t>(static_cast<const char*>(end) - speakerName)
+                    : sizeof(arrangement->speakers[0].name);
+            if (length > 0)
+            {
+                const size_t cut = length < kChannelNameBytes ? length : kChannelNameBytes - 1;
+                std::memcpy(names[channel], speakerName, cut);
+                names[channel][cut] = 0;
+            }
+        }
+    }
+}
+
+bool CAudioWrapperVST::getInChannelName(int channel, char* text, int bytes) const
+{
+    CLockGuard guard(effectLock);
+    if (channel < 0 || channel >= inNameCount || channel >= kMaxChannels)
+        return false;
+    copyText(text, inChannelName[channel], bytes);
+    return true;
+}
+
+bool CAudioWrapperVST::getOutChannelName(int channel, char* text, int bytes) const
+{
+    CLockGuard guard(effectLock);
+    if (channel < 0 || channel >= outNameCount || channel >= kMaxChannels)
+        return false;
+    copyText(text, outChannelName[channel], bytes);
+    return true;
+}
+
+bool CAudioWrapperVST::getSpeakerArrangement(VstSpeakerArrangement** input,
+                                             VstSpeakerArrangement** output)
+{
+    if (!inputArrangement || !outputArrangement)
+    {
+        *input = nullptr;
+        *output = nullptr;
+        return false;
+    }
+    *input = inputArrangement;
+    *output = outputArrangement;
+    return true;
+}
+
+bool CAudioWrapperVST::setProcessPrecision(int32_t precision)
+{
+    if (precision != kProcessPrecision32 && precision != kProcessPrecision64)
+        return false;
+    CLockGuard guard(syncLock);
+    doublePrecision = precision == kProcessPrecision64;
+    applyShapeAndCounts();
+    return true;
+}
+
+bool CAudioWrapperVST::getEffectName(char* name)
+{
+    copyText(name, kPluginName, kVstEffectNameBytes);
+    return true;
+}
+
+bool CAudioWrapperVST::getVendorString(char* text)
+{
+    copyText(text, kVendorName, kVstVendorStringBytes);
+    return true;
+}
+
+bool CAudioWrapperVST::getProductString(char* text)
+{
+    char product[2 * kVstProductStringBytes];
+    std::snprintf(product, sizeof(product), "%s %s", kVendorName, kPluginName);
+    copyText(text, product, kVstProductStringBytes);
+    return true;
+}
+
+int32_t CAudioWrapperVST::getVendorVersion()
+{
+    return (kVersionMajor << 16) | (kVersionMinor << 8) | kVersionMicro;
+}
+
+intptr_t CAudioWrapperVST::vendorSpecific(int32_t index, intptr_t value, void* /*ptr*/, float opt)
+{
+    if (index == kWheelIndex && value == kWheelValue)
+        return editor && editor->onWheel(opt) ? 1 : 0;
+    // kFormatValueIndex formats a host parameter's value; there are none yet.
+    return 0;
+}
+
+intptr_t CAudioWrapperVST::canDo(const char* text)
+{
+    if (std::strcmp(text, "hasCockosExtensions") == 0)
+        return static_cast<intptr_t>(kCockosExtensionsAnswer);
+    if (std::strcmp(text, "receiveVstMidiEvent") == 0 ||
+        std::strcmp(text, "receiveVstTimeInfo") == 0)
+        return 1;
+    return 0;
+}
+
+int32_t CAudioWrapperVST::getCurrentMidiProgram(int32_t /*channel*/, void* /*programName*/)
+{
+    return -1;
+}
+
+void CAudioWrapperVST::hostAutomate(int index, float valueNorm)
+{
+    if (startupDone)
+        callHost(kHostAutomate, index, 0, nullptr, valueNorm);
+}
+
+void CAudioWrapperVST::hostBeginEdit(int index)
+{
+    if (startupDone)
+        beginEdit(index);
+}
+
+void CAudioWrapperVST::hostEndEdit(int index)
+{
+    if (startupDone)
+        endEdit(index);
+}
+
+void CAudioWrapperVST::hostUpdateDisplay()
+{
+    if (startupDone)
+        updateDisplay();
+}
+
+} // namespace kel

@@ -1,0 +1,701 @@
+#include "Audio/VST/CAudioWrapperVST.h"
+#include "Audio/VST/CAudioWrapperVSTEditor.h"
+#include "Core/CAllocator.h"
+#include "Core/Platform/CLock.h"
+#include "Core/Platform/CThisThread.h"
+#include "Support/CFakeHost.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+namespace kel
+{
+namespace
+{
+
+// Most tests run a stereo instance, as stereo hosts see it; the product's own count is tested apart.
+AEffect* createEffect(CFakeHost& host, int intChannelCount = 2)
+{
+    AEffect* effect = nullptr;
+    CError* error = CAudioWrapperVST::create(host.callback(), &effect, intChannelCount);
+    if (error)
+    {
+        char text[2048];
+        error->formatChain(text, static_cast<int>(sizeof(text)));
+        ADD_FAILURE() << text;
+        delete error;
+    }
+    return effect;
+}
+
+CAudioWrapperVST* wrapperOf(AEffect* effect)
+{
+    return static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(effect));
+}
+
+// Deterministic, clearly non-silent test signal; channel decides the phase.
+template <typename Sample> std::vector<Sample> testSignal(int frames, int channel)
+{
+    std::vector<Sample> samples(static_cast<size_t>(frames));
+    for (int n = 0; n < frames; ++n)
+        samples[static_cast<size_t>(n)] =
+            static_cast<Sample>(0.5 * std::sin(0.01 * n + channel) + 0.001 * channel);
+    return samples;
+}
+
+// Host-side channel buffers with guard words after the frames the plug-in may touch.
+template <typename Sample> struct CChannelBuffers
+{
+    static constexpr int kGuard = 16;
+    static constexpr Sample kGuardValue = static_cast<Sample>(-1234.5);
+
+    CChannelBuffers(int channelCount, int frameCount) : frames(frameCount)
+    {
+        for (int channel = 0; channel < channelCount; ++channel)
+        {
+            storage.emplace_back(static_cast<size_t>(frames + kGuard), kGuardValue);
+        }
+        for (auto& channel : storage)
+            pointers.push_back(channel.data());
+    }
+    void fill(const std::vector<Sample>& samples, int channel)
+    {
+        std::copy(samples.begin(), samples.end(), storage[static_cast<size_t>(channel)].begin());
+    }
+    bool guardsIntact() const
+    {
+        for (const auto& channel : storage)
+            for (int n = frames; n < frames + kGuard; ++n)
+                if (channel[static_cast<size_t>(n)] != kGuardValue)
+                    return false;
+        return true;
+    }
+    Sample** data() { return pointers.data(); }
+    const std::vector<Sample>& channel(int index) const
+    {
+        return storage[static_cast<size_t>(index)];
+    }
+
+    int frames;
+    std::vector<std::vector<Sample>> storage;
+    std::vector<Sample*> pointers;
+};
+
+// Output equals input on the first frames: the module waits at least its shortest period (many
+// seconds) before its first event and hands the audio on untouched until then.
+template <typename Sample>
+void expectSameFrames(const std::vector<Sample>& actual, const std::vector<Sample>& expected,
+                      int frames)
+{
+    for (int n = 0; n < frames; ++n)
+    {
+        ASSERT_EQ(actual[static_cast<size_t>(n)], expected[static_cast<size_t>(n)])
+            << "frame " << n;
+    }
+}
+
+class CAudioWrapperVSTTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        effect = createEffect(host);
+        ASSERT_NE(effect, nullptr);
+        wrapper = wrapperOf(effect);
+    }
+    void TearDown() override
+    {
+        if (effect)
+        {
+            EXPECT_EQ(CFakeHost::close(effect), 1);
+        }
+    }
+
+    CFakeHost host;
+    AEffect* effect = nullptr;
+    CAudioWrapperVST* wrapper = nullptr;
+};
+
+TEST_F(CAudioWrapperVSTTest, StartUpPublishesIdentityCountsAndFlags)
+{
+    EXPECT_EQ(effect->uniqueID, 0x4B5A6D62);
+    EXPECT_EQ(effect->numPrograms, 1);
+    EXPECT_EQ(effect->numParams, 0);
+    EXPECT_EQ(effect->numInputs, 2);
+    EXPECT_EQ(effect->numOutputs, 2);
+    EXPECT_EQ(effect->flags, kEffectFlagHasEditor | kEffectFlagCanReplacing |
+                                 kEffectFlagCanDoubleReplacing | kEffectFlagProgramChunks);
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetVstVersion), 2400);
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetPlugCategory), kCategoryEffect);
+
+    CFakeHost productHost;
+    AEffect* product = createEffect(productHost, CAudioWrapper::kIntChannelCount);
+    ASSERT_NE(product, nullptr);
+    EXPECT_EQ(product->numInputs, 8);
+    EXPECT_EQ(product->numOutputs, 8);
+    EXPECT_EQ(CFakeHost::close(product), 1);
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetVendorVersion), 0x010000);
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffCanBeAutomated, 0), 1);
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetCurrentMidiProgram), -1);
+    EXPECT_STREQ(wrapper->getHostProduct(), "Fake Host");
+    EXPECT_STREQ(wrapper->getHostVendor(), "Kelmont Test");
+    EXPECT_EQ(wrapper->getHostVersion(), 2400);
+}
+
+TEST_F(CAudioWrapperVSTTest, EditorReportsItsRectangleAndOpensNoWindowYet)
+{
+    ERect* rect = nullptr;
+    ASSERT_EQ(CFakeHost::dispatch(effect, kEffEditGetRect, 0, 0, &rect), 1);
+    ASSERT_NE(rect, nullptr);
+    EXPECT_EQ(rect->top, 0);
+    EXPECT_EQ(rect->left, 0);
+    EXPECT_EQ(rect->bottom, 215);
+    EXPECT_EQ(rect->right, 446);
+    int parentWindow = 0;
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parentWindow), 0);
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditIdle), 0);
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditClose), 0);
+}
+
+TEST_F(CAudioWrapperVSTTest, StringAnswersAreCutToTheirBuffers)
+{
+    struct Case
+    {
+        int32_t opcode;
+        int bytes;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {kEffGetEffectName, kVstEffectNameBytes, "Zumbel"},
+        {kEffGetVendorString, kVstVendorStringBytes, "Kelmont"},
+        {kEffGetProductString, kVstProductStringBytes, "Kelmont Zumbel"},
+        {kEffGetProgramName, kVstProgramNameBytes, "Default"},
+        {kEffGetParamName, kVstParamTextBytes, ""},
+        {kEffGetParamLabel, kVstParamTextBytes, ""},
+        {kEffGetParamDisplay, kVstParamTextBytes, ""},
+    };
+    for (const Case& c : cases)
+    {
+        char buffer[80];
+        std::memset(buffer, '#', sizeof(buffer));
+        CFakeHost::dispatch(effect, c.opcode, 0, 0, buffer);
+        EXPECT_STREQ(buffer, c.expected) << "opcode " << c.opcode;
+        EXPECT_EQ(buffer[c.bytes], '#') << "opcode " << c.opcode;
+    }
+    char buffer[kVstProgramNameBytes + 1];
+    std::memset(buffer, '#', sizeof(buffer));
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgramNameIndexed, 0, 0, buffer), 1);
+    EXPECT_STREQ(buffer, "Default");
+    EXPECT_EQ(buffer[kVstProgramNameBytes], '#');
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgramNameIndexed, 1, 0, buffer), 0);
+}
+
+TEST_F(CAudioWrapperVSTTest, CanDoAnswers)
+{
+    auto canDo = [this](const char* text)
+    { return CFakeHost::dispatch(effect, kEffCanDo, 0, 0, const_cast<char*>(text)); };
+    EXPECT_EQ(canDo("hasCockosExtensions"), static_cast<intptr_t>(0xBEEF0000u));
+    EXPECT_EQ(canDo("receiveVstMidiEvent"), 1);
+    EXPECT_EQ(canDo("receiveVstTimeInfo"), 1);
+    EXPECT_EQ(canDo("bypass"), 0);
+    EXPECT_EQ(canDo("receivevstmidievent"), 0);
+    EXPECT_EQ(canDo(""), 0);
+}
+
+TEST_F(CAudioWrapperVSTTest, ChunksCarryNothingYetAndShortOnesAreAccepted)
+{
+    void* data = &host;
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetChunk, 0, 0, &data), 0);
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetChunk, 1, 0, &data), 0);
+    unsigned char zeros[16] = {};
+    for (int size = 0; size <= 16; ++size)
+    {
+        EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetChunk, 0, size, zeros), 1) << size;
+        EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetChunk, 1, size, zeros), 1) << size;
+    }
+}
+
+TEST_F(CAudioWrapperVSTTest, SpeakerArrangementsLargerThanDeclaredAreRefused)
+{
+    VstSpeakerArrangement input = {};
+    VstSpeakerArrangement output = {};
+    input.type = kArrangementStereo;
+    input.numChannels = 3;
+    output.type = kArrangementStereo;
+    output.numChannels = 2;
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetSpeakerArrangement, 0,
+                                  reinterpret_cast<intptr_t>(&input), &output),
+              0);
+    VstSpeakerArrangement* gotIn = nullptr;
+    VstSpeakerArrangement* gotOut = nullptr;
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetSpeakerArrangement, 0,
+                                  reinterpret_cast<intptr_t>(&gotIn), &gotOut),
+              0);
+    EXPECT_EQ(gotIn, nullptr);
+    EXPECT_EQ(gotOut, nullptr);
+    output.numChannels = 9;
+    input.numChannels = 1;
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetSpeakerArrangement, 0,
+                                  reinterpret_cast<intptr_t>(&input), &output),
+              0);
+}
+
+TEST_F(CAudioWrapperVSTTest, SpeakerArrangementNamesChannelsAndIsKept)
+{
+    VstSpeakerArrangement input = {};
+    VstSpeakerArrangement output = {};
+    input.type = kArrangementMono;
+    input.numChannels = 1;
+    output.type = kArrangementStereo;
+    output.numChannels = 2;
+    std::memcpy(output.speakers[1].name, "Right", 6);
+    ASSERT_EQ(CFakeHost::dispatch(effect, kEffSetSpeakerArrangement, 0,
+                                  reinterpret_cast<intptr_t>(&input), &output),
+              1);
+    // The host's records may go away; ours are copies.
+    std::memset(&output, 0x55, sizeof(output));
+
+    VstSpeakerArrangement* gotIn = nullptr;
+    VstSpeakerArrangement* gotOut = nullptr;
+    ASSERT_EQ(CFakeHost::dispatch(effect, kEffGetSpeakerArrangement, 0,
+                                  reinterpret_cast<intptr_t>(&gotIn), &gotOut),
+              1);
+    ASSERT_NE(gotIn, nullptr);
+    ASSERT_NE(gotOut, nullptr);
+    EXPECT_EQ(gotIn->numChannels, 1);
+    EXPECT_EQ(gotOut->numChannels, 2);
+    EXPECT_STREQ(gotOut->speakers[1].name, "Right");
+
+    char name[CAudioWrapperVST::kChannelNameBytes];
+    ASSERT_TRUE(wrapper->getInChannelName(0, name, sizeof(name)));
+    EXPECT_STREQ(name, "IN 1");
+    EXPECT_FALSE(wrapper->getInChannelName(1, name, sizeof(name)));
+    ASSERT_TRUE(wrapper->getOutChannelName(0, name, sizeof(name)));
+    EXPECT_STREQ(name, "OUT 1");
+    ASSERT_TRUE(wrapper->getOutChannelName(1, name, sizeof(name)));
+    EXPECT_STREQ(name, "Right");
+
+    // Resume takes the counts from the arrangements.
+    CFakeHost::startUp(effect, 48000.0f, 256);
+    EXPECT_EQ(wrapper->getInChannels(), 1);
+    EXPECT_EQ(wrapper->getOutChannels(), 2);
+}
+
+TEST_F(CAudioWrapperVSTTest, ProcessPrecisionTakesOnlyTheTwoKnownValues)
+{
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetProcessPrecision, 0, 2), 0);
+    EXPECT_FALSE(wrapper->isDoublePrecision());
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetProcessPrecision, 0, kProcessPrecision64), 1);
+    EXPECT_TRUE(wrapper->isDoublePrecision());
+    EXPECT_TRUE(wrapper->isInputDouble());
+    EXPECT_TRUE(wrapper->isOutputDouble());
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetProcessPrecision, 0, kProcessPrecision32), 1);
+    EXPECT_FALSE(wrapper->isOutputDouble());
+}
+
+TEST_F(CAudioWrapperVSTTest, ThousandFramesRunAs512And488)
+{
+    CFakeHost::startUp(effect, 44100.0f, 1024);
+    const int frames = 1000;
+    CChannelBuffers<float> in(2, frames);
+    CChannelBuffers<float> out(2, frames);
+    in.fill(testSignal<float>(frames, 0), 0);
+    in.fill(testSignal<float>(frames, 1), 1);
+    const int64_t runsBefore = wrapper->getRunCount();
+    effect->processReplacing(effect, in.data(), out.data(), frames);
+    EXPECT_EQ(wrapper->getRunCount() - runsBefore, 2);
+    EXPECT_EQ(wrapper->getLastRunFrames(), 488);
+    expectSameFrames(out.channel(0), in.channel(0), frames);
+    expectSameFrames(out.channel(1), in.channel(1), frames);
+    EXPECT_TRUE(out.guardsIntact());
+}
+
+TEST_F(CAudioWrapperVSTTest, BlocksLargerThanAnnouncedStillRunWhole)
+{
+    // Hosts render offline in blocks larger than the size they announced.
+    CFakeHost::startUp(effect, 44100.0f, 64);
+    const int frames = 8192 + 100;
+    CChannelBuffers<float> in(2, frames);
+    CChannelBuffers<float> out(2, frames);
+    in.fill(testSignal<float>(frames, 0), 0);
+    in.fill(testSignal<float>(frames, 1), 1);
+    effect->processReplacing(effect, in.data(), out.data(), frames);
+    EXPECT_EQ(wrapper->getLastRunFrames(), 100);
+    expectSameFrames(out.channel(0), in.channel(0), frames);
+    expectSameFrames(out.channel(1), in.channel(1), frames);
+    EXPECT_TRUE(out.guardsIntact());
+}
+
+TEST_F(CAudioWrapperVSTTest, ZeroFrameCallWritesNothing)
+{
+    CFakeHost::startUp(effect, 44100.0f, 512);
+    CChannelBuffers<float> in(2, 0);
+    CChannelBuffers<float> out(2, 0);
+    const int64_t runsBefore = wrapper->getRunCount();
+    effect->processReplacing(effect, in.data(), out.data(), 0);
+    effect->processDoubleReplacing(effect, nullptr, nullptr, 0);
+    effect->processReplacing(effect, in.data(), out.data(), -5);
+    EXPECT_TRUE(out.guardsIntact());
+    EXPECT_EQ(wrapper->getRunCount(), runsBefore);
+}
+
+TEST_F(CAudioWrapperVSTTest, NullInputIsSilence)
+{
+    CFakeHost::startUp(effect, 44100.0f, 512);
+    const int frames = 300;
+    CChannelBuffers<float> in(2, frames);
+    CChannelBuffers<float> out(2, frames);
+    in.fill(testSignal<float>(frames, 1), 1);
+    float* inputs[2] = {nullptr, in.data()[1]};
+    effect->processReplacing(effect, inputs, out.data(), frames);
+    expectSameFrames(out.channel(0), std::vector<float>(frames, 0.0f), frames);
+    expectSameFrames(out.channel(1), in.channel(1), frames);
+
+    // No input array at all.
+    effect->processReplacing(effect, nullptr, out.data(), frames);
+    expectSameFrames(out.channel(1), std::vector<float>(frames, 0.0f), frames);
+    EXPECT_TRUE(out.guardsIntact());
+}
+
+TEST_F(CAudioWrapperVSTTest, InPlaceBuffersKeepTheSignal)
+{
+    CFakeHost::startUp(effect, 44100.0f, 2048);
+    const int frames = 1500;
+    CChannelBuffers<float> io(2, frames);
+    const auto left = testSignal<float>(frames, 0);
+    const auto right = testSignal<float>(frames, 1);
+    io.fill(left, 0);
+    io.fill(right, 1);
+    effect->processReplacing(effect, io.data(), io.data(), frames);
+    expectSameFrames(io.channel(0), left, frames);
+    expectSameFrames(io.channel(1), right, frames);
+    EXPECT_TRUE(io.guardsIntact());
+}
+
+TEST_F(CAudioWrapperVSTTest, DoublePrecisionCarriesDoublesUntouched)
+{
+    CFakeHost::dispatch(effect, kEffSetProcessPrecision, 0, kProcessPrecision64);
+    CFakeHost::startUp(effect, 96000.0f, 1024);
+    const int frames = 777;
+    CChannelBuffers<double> in(2, frames);
+    CChannelBuffers<double> out(2, frames);
+    in.fill(testSignal<double>(frames, 0), 0);
+    in.fill(testSignal<double>(frames, 1), 1);
+    effect->processDoubleReplacing(effect, in.data(), out.data(), frames);
+    expectSameFrames(out.channel(0), in.channel(0), frames);
+    expectSameFrames(out.channel(1), in.channel(1), frames);
+    EXPECT_TRUE(out.guardsIntact());
+}
+
+TEST_F(CAudioWrapperVSTTest, FloatSlotStaysFloatEvenAfterDoublePrecision)
+{
+    // A host that announced 64 bits and then calls the float slot must not get doubles.
+    CFakeHost::dispatch(effect, kEffSetProcessPrecision, 0, kProcessPrecision64);
+    CFakeHost::startUp(effect, 44100.0f, 1024);
+    const int frames = 256;
+    CChannelBuffers<float> in(2, frames);
+    CChannelBuffers<float> out(2, frames);
+    in.fill(testSignal<float>(frames, 0), 0);
+    effect->processReplacing(effect, in.data(), out.data(), frames);
+    expectSameFrames(out.channel(0), in.channel(0), frames);
+    EXPECT_TRUE(out.guardsIntact());
+}
+
+TEST_F(CAudioWrapperVSTTest, MainsOnTwiceStartsOnceAndKeepsWorking)
+{
+    CFakeHost::startUp(effect, 44100.0f, 1024);
+    CFakeHost::dispatch(effect, kEffMainsChanged, 0, 1);
+    EXPECT_TRUE(wrapper->isRunning());
+    CFakeHost::dispatch(effect, kEffMainsChanged, 0, 0);
+    CFakeHost::dispatch(effect, kEffMainsChanged, 0, 0);
+    EXPECT_FALSE(wrapper->isRunning());
+    CFakeHost::dispatch(effect, kEffSetBlockSize, 0, 8192);
+    CFakeHost::dispatch(effect, kEffMainsChanged, 0, 1);
+    EXPECT_TRUE(wrapper->isRunning());
+    EXPECT_EQ(wrapper->CAudioWrapper::getBlockSize(), 8192);
+    const int frames = 600;
+    CChannelBuffers<float> in(2, frames);
+    CChannelBuffers<float> out(2, frames);
+    in.fill(testSignal<float>(frames, 0), 0);
+    effect->processReplacing(effect, in.data(), out.data(), frames);
+    expectSameFrames(out.channel(0), in.channel(0), frames);
+}
+
+TEST_F(CAudioWrapperVSTTest, AudioThreadNeitherAllocatesNorLocksAfterResume)
+{
+    CFakeHost::startUp(effect, 44100.0f, 8192);
+    const int frames = 8192;
+    CChannelBuffers<float> in(2, frames);
+    CChannelBuffers<float> out(2, frames);
+    CChannelBuffers<double> inDouble(2, frames);
+    CChannelBuffers<double> outDouble(2, frames);
+    in.fill(testSignal<float>(frames, 0), 0);
+
+    const uint64_t thread = CThisThread::id();
+    CAllocator::watchThread(thread);
+    CLock::watchThread(thread);
+    for (int block = 0; block < 8; ++block)
+    {
+        effect->processReplacing(effect, in.data(), out.data(), frames - block * 123);
+        effect->processDoubleReplacing(effect, inDouble.data(), outDouble.data(), 1 + block);
+    }
+    const uint64_t allocations = CAllocator::watchedAllocations();
+    const uint64_t locks = CLock::watchedLocks();
+    CAllocator::watchThread(0);
+    CLock::watchThread(0);
+    EXPECT_EQ(allocations, 0u);
+    EXPECT_EQ(locks, 0u);
+}
+
+TEST_F(CAudioWrapperVSTTest, OfflineStateFollowsTheHostsProcessLevel)
+{
+    CFakeHost::startUp(effect, 44100.0f, 512);
+    EXPECT_FALSE(wrapper->getOffline());
+    float left[64] = {};
+    float right[64] = {};
+    float* channels[2] = {left, right};
+    host.processLevel = kProcessLevelOffline;
+    effect->processReplacing(effect, channels, channels, 64);
+    EXPECT_TRUE(wrapper->getOffline());
+    host.processLevel = kProcessLevelRealtime;
+    effect->processReplacing(effect, channels, channels, 64);
+    EXPECT_FALSE(wrapper->getOffline());
+}
+
+TEST_F(CAudioWrapperVSTTest, NullPointersFromTheHostDoNotCrash)
+{
+    for (int32_t opcode = 0; opcode <= 80; ++opcode)
+    {
+        if (opcode == kEffClose)
+            continue;
+        CFakeHost::dispatch(effect, opcode, 0, 0, nullptr);
+        // Two opcodes carry a pointer in value; elsewhere value is a plain number.
+        if (opcode != kEffSetSpeakerArrangement && opcode != kEffGetSpeakerArrangement)
+            CFakeHost::dispatch(effect, opcode, -1, -1, nullptr, -1.0f);
+    }
+    // Index 7 asks to format a value into ptr; wheel forms with no ptr at all.
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffVendorSpecific, CAudioWrapperVST::kFormatValueIndex,
+                                  0, nullptr, 0.5f),
+              0);
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetSpeakerArrangement, 0, 0, nullptr), 0);
+    VstEvents empty = {};
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffProcessEvents, 0, 0, &empty), 1);
+    EXPECT_EQ(wrapper->getParameter(-1), 0.0f);
+    wrapper->setParameter(100, 1.0f);
+}
+
+TEST_F(CAudioWrapperVSTTest, MidiEventsAreAcceptedAndOthersSkipped)
+{
+    VstMidiEvent note = {};
+    note.type = kEventTypeMidi;
+    note.byteSize = sizeof(VstMidiEvent);
+    note.midiData[0] = static_cast<char>(0x91);
+    note.midiData[1] = static_cast<char>(0xC0);
+    VstEvent sysEx = {};
+    sysEx.type = kEventTypeSysEx;
+    struct
+    {
+        int32_t numEvents;
+        intptr_t reserved;
+        VstEvent* events[3];
+    } list = {3, 0, {reinterpret_cast<VstEvent*>(&note), &sysEx, nullptr}};
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffProcessEvents, 0, 0, &list), 1);
+}
+
+TEST_F(CAudioWrapperVSTTest, WheelFormReachesTheEditorAsDirection)
+{
+    auto* editor = static_cast<CAudioWrapperVSTEditor*>(wrapper->getEditor());
+    ASSERT_NE(editor, nullptr);
+    CFakeHost::dispatch(effect, kEffVendorSpecific, CAudioWrapperVST::kWheelIndex,
+                        CAudioWrapperVST::kWheelValue, nullptr, 2.5f);
+    EXPECT_EQ(editor->getLastWheelDirection(), 1);
+    CFakeHost::dispatch(effect, kEffVendorSpecific, CAudioWrapperVST::kWheelIndex,
+                        CAudioWrapperVST::kWheelValue, nullptr, -1.0f);
+    EXPECT_EQ(editor->getLastWheelDirection(), 0);
+    // Another value with the same index is not the wheel.
+    CFakeHost::dispatch(effect, kEffVendorSpecific, CAudioWrapperVST::kWheelIndex, 1, nullptr,
+                        3.0f);
+    EXPECT_EQ(editor->getLastWheelDirection(), 0);
+}
+
+TEST_F(CAudioWrapperVSTTest, InstanceHooksReachTheHost)
+{
+    host.clearCalls();
+    wrapper->hostBeginEdit(2);
+    wrapper->hostAutomate(2, 0.75f);
+    wrapper->hostEndEdit(2);
+    wrapper->hostUpdateDisplay();
+    ASSERT_EQ(host.countOf(kHostAutomate), 1);
+    EXPECT_FLOAT_EQ(host.callsOf(kHostAutomate)[0].opt, 0.75f);
+    EXPECT_EQ(host.callsOf(kHostBeginEdit).at(0).index, 2);
+    EXPECT_EQ(host.callsOf(kHostEndEdit).at(0).index, 2);
+    EXPECT_EQ(host.countOf(kHostUpdateDisplay), 1);
+}
+
+TEST_F(CAudioWrapperVSTTest, SetParameterNeverCallsTheHost)
+{
+    host.clearCalls();
+    for (int index = -1; index < 8; ++index)
+        effect->setParameter(effect, index, 0.5f);
+    EXPECT_EQ(host.countOf(kHostAutomate), 0);
+    EXPECT_EQ(host.callsOf(kHostAutomate).size() + host.callsOf(kHostBeginEdit).size(), 0u);
+}
+
+// --- Host identity and quirks ---
+
+struct CHostCase
+{
+    int32_t version;
+    const char* product;
+    const char* vendor;
+};
+
+TEST(CAudioWrapperVSTHosts, OldHostsAndAcidGetTwoChannelsOthersTheFullCount)
+{
+    const struct
+    {
+        CHostCase host;
+        int32_t channels;
+    } cases[] = {
+        {{2299, "Fake Host", "Kelmont Test"}, 2},
+        {{2300, "Fake Host", "Kelmont Test"}, 8},
+        {{2400, "Sony ACID Pro", "Sony"}, 2},
+        {{2400, "Sony ACID Pro 7", "Sony"}, 8},
+        {{2400, "", ""}, 8},
+        {{1, "Fake Host", "Kelmont Test"}, 2},
+    };
+    for (const auto& c : cases)
+    {
+        CFakeHost host;
+        host.version = c.host.version;
+        std::strcpy(host.product, c.host.product);
+        std::strcpy(host.vendor, c.host.vendor);
+        AEffect* effect = createEffect(host, 8);
+        ASSERT_NE(effect, nullptr);
+        EXPECT_EQ(effect->numInputs, c.channels) << c.host.version << " " << c.host.product;
+        EXPECT_EQ(effect->numOutputs, c.channels) << c.host.version << " " << c.host.product;
+        CFakeHost::close(effect);
+    }
+}
+
+TEST(CAudioWrapperVSTHosts, EightChannelsRunAllEightThrough)
+{
+    CFakeHost host;
+    AEffect* effect = createEffect(host, 8);
+    ASSERT_NE(effect, nullptr);
+    ASSERT_EQ(effect->numOutputs, 8);
+    CFakeHost::startUp(effect, 44100.0f, 512);
+    const int frames = 700;
+    CChannelBuffers<float> in(8, frames);
+    CChannelBuffers<float> out(8, frames);
+    for (int channel = 0; channel < 8; ++channel)
+        in.fill(testSignal<float>(frames, channel), channel);
+    effect->processReplacing(effect, in.data(), out.data(), frames);
+    for (int channel = 0; channel < 8; ++channel)
+        expectSameFrames(out.channel(channel), in.channel(channel), frames);
+    EXPECT_TRUE(out.guardsIntact());
+    CFakeHost::close(effect);
+}
+
+TEST(CAudioWrapperVSTHosts, SyncLockOnlyForWaveLabProducts)
+{
+    const struct
+    {
+        const char* product;
+        bool sync;
+    } cases[] = {
+        {"WaveLab", true},   {"WaveLab Pro 11", true}, {"Steinberg WaveLab Elements", true},
+        {"Wave Lab", false}, {"Ardour", false},        {"", false},
+    };
+    for (const auto& c : cases)
+    {
+        CFakeHost host;
+        std::strcpy(host.product, c.product);
+        AEffect* effect = createEffect(host);
+        ASSERT_NE(effect, nullptr);
+        EXPECT_EQ(wrapperOf(effect)->hasSyncLock(), c.sync) << c.product;
+        // Serialised calls still process.
+        CFakeHost::startUp(effect, 44100.0f, 256);
+        float samples[2][32] = {};
+        float* channels[2] = {samples[0], samples[1]};
+        effect->processReplacing(effect, channels, channels, 32);
+        CFakeHost::dispatch(effect, kEffMainsChanged, 0, 0);
+        CFakeHost::close(effect);
+    }
+}
+
+TEST(CAudioWrapperVSTHosts, FocusFlagIsClearedOnlyForTheExactSteinbergVendor)
+{
+    const struct
+    {
+        const char* vendor;
+        bool focus;
+    } cases[] = {{"Steinberg", false},
+                 {"steinberg", true},
+                 {"Steinberg Media", true},
+                 {"Linux Audio Systems", true}};
+    for (const auto& c : cases)
+    {
+        CFakeHost host;
+        std::strcpy(host.vendor, c.vendor);
+        AEffect* effect = createEffect(host);
+        ASSERT_NE(effect, nullptr);
+        EXPECT_EQ(CAudioWrapperVST::windowsTakeFocus(), c.focus) << c.vendor;
+        CFakeHost::close(effect);
+    }
+}
+
+TEST(CAudioWrapperVSTHosts, HostWithoutVersionLoadsNothing)
+{
+    CFakeHost host;
+    host.version = 0;
+    const int64_t liveBefore = CAllocator::liveBlocks();
+    AEffect stale = {};
+    AEffect* effect = &stale;
+    CError* error = CAudioWrapperVST::create(host.callback(), &effect);
+    EXPECT_EQ(error, nullptr);
+    EXPECT_EQ(effect, nullptr);
+    EXPECT_EQ(CAllocator::liveBlocks(), liveBefore);
+    delete error;
+    EXPECT_EQ(CAudioWrapperVST::create(nullptr, &effect), nullptr);
+    EXPECT_EQ(effect, nullptr);
+}
+
+TEST(CAudioWrapperVSTHosts, ASessionLeavesNothingBehind)
+{
+    const int64_t liveBefore = CAllocator::liveBlocks();
+    {
+        CFakeHost host;
+        AEffect* effect = createEffect(host);
+        ASSERT_NE(effect, nullptr);
+        VstSpeakerArrangement stereo = {};
+        stereo.numChannels = 2;
+        CFakeHost::dispatch(effect, kEffSetSpeakerArrangement, 0,
+                            reinterpret_cast<intptr_t>(&stereo), &stereo);
+        CFakeHost::startUp(effect, 48000.0f, 1024);
+        float samples[2][1024] = {};
+        float* channels[2] = {samples[0], samples[1]};
+        effect->processReplacing(effect, channels, channels, 1024);
+        CFakeHost::dispatch(effect, kEffMainsChanged, 0, 0);
+        EXPECT_EQ(CFakeHost::close(effect), 1);
+    }
+    EXPECT_EQ(CAllocator::liveBlocks(), liveBefore);
+}
+
+TEST(CAudioWrapperVSTWildcard, MatchesStarsAndQuestionMarksIgnoringCase)
+{
+    EXPECT_TRUE(CAudioWrapperVST::matchWildcard("*WaveLab*", "wavelab 9"));
+    EXPECT_TRUE(CAudioWrapperVST::matchWildcard("*", ""));
+    EXPECT_TRUE(CAudioWrapperVST::matchWildcard("a?c*", "abcdef"));
+    EXPECT_TRUE(CAudioWrapperVST::matchWildcard("*ab*ab", "xxabyyabab"));
+    EXPECT_FALSE(CAudioWrapperVST::matchWildcard("*WaveLab*", "WaveLa"));
+    EXPECT_FALSE(CAudioWrapperVST::matchWildcard("a?c", "ac"));
+    EXPECT_FALSE(CAudioWrapperVST::matchWildcard(nullptr, "x"));
+}
+
+} // namespace
+} // namespace kel

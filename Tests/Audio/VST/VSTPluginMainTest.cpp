@@ -1,0 +1,82 @@
+#include "Audio/VST/VstInterface.h"
+#include "Support/CFakeHost.h"
+
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+namespace kel
+{
+namespace
+{
+
+// The built plug-in, loaded as a host loads it.
+class CPluginLibrary
+{
+public:
+    CPluginLibrary() : handle(dlopen(KEL_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL)) {}
+    ~CPluginLibrary()
+    {
+        if (handle)
+            dlclose(handle);
+    }
+    VstEntryProc entry(const char* name) const
+    {
+        return handle ? reinterpret_cast<VstEntryProc>(dlsym(handle, name)) : nullptr;
+    }
+
+    void* handle;
+};
+
+TEST(VSTPluginMain, BothEntryPointsCreateAWorkingEffect)
+{
+    CPluginLibrary library;
+    ASSERT_NE(library.handle, nullptr) << dlerror();
+    for (const char* name : {"VSTPluginMain", "main"})
+    {
+        VstEntryProc entry = library.entry(name);
+        ASSERT_NE(entry, nullptr) << name;
+        CFakeHost host;
+        AEffect* effect = entry(host.callback());
+        ASSERT_NE(effect, nullptr) << name;
+        EXPECT_EQ(effect->magic, kVstEffectMagic);
+        EXPECT_EQ(effect->uniqueID, 0x4B5A6D62);
+        char text[kVstEffectNameBytes] = {};
+        CFakeHost::dispatch(effect, kEffGetEffectName, 0, 0, text);
+        EXPECT_STREQ(text, "Zumbel");
+        CFakeHost::startUp(effect, 44100.0f, 512);
+        ASSERT_EQ(effect->numInputs, 8);
+        ASSERT_EQ(effect->numOutputs, 8);
+        float samples[8][128] = {};
+        float* channels[8];
+        for (int channel = 0; channel < 8; ++channel)
+            channels[channel] = samples[channel];
+        effect->processReplacing(effect, channels, channels, 128);
+        EXPECT_EQ(CFakeHost::close(effect), 1);
+    }
+}
+
+TEST(VSTPluginMain, HostWithoutVersionGetsNoEffect)
+{
+    CPluginLibrary library;
+    ASSERT_NE(library.handle, nullptr) << dlerror();
+    VstEntryProc entry = library.entry("VSTPluginMain");
+    ASSERT_NE(entry, nullptr);
+    CFakeHost host;
+    host.version = 0;
+    EXPECT_EQ(entry(host.callback()), nullptr);
+    EXPECT_EQ(entry(nullptr), nullptr);
+}
+
+TEST(VSTPluginMain, OnlyTheEntryPointsAreExported)
+{
+    CPluginLibrary library;
+    ASSERT_NE(library.handle, nullptr) << dlerror();
+    // Names of the framework must stay inside the library.
+    EXPECT_EQ(dlsym(library.handle, "_ZN3kel16CAudioWrapperVST6createEPFlP7AEffectiilPvfEPS2_i"),
+              nullptr);
+    EXPECT_EQ(dlsym(library.handle, "createPlugin"), nullptr);
+}
+
+} // namespace
+} // namespace kel

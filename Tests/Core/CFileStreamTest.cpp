@@ -1,0 +1,173 @@
+#include "Core/CByteBuffer.h"
+#include "Core/CFileReader.h"
+#include "Core/CFileWriter.h"
+#include "Core/CString.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+using namespace kel;
+
+namespace
+{
+// A fresh folder with a UTF-8 name for each test, removed afterwards; every test must give back
+// all it takes from the allocator.
+class CFileStreamTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        liveBefore = CAllocator::liveBlocks();
+        char pattern[] = "/tmp/kel-files-XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        root = pattern;
+        folder = root + "/Pr\xC3\xBC"
+                        "fung \xE2\x99\xAA";
+        std::filesystem::create_directory(folder);
+    }
+    void TearDown() override
+    {
+        std::filesystem::remove_all(root);
+        EXPECT_EQ(CAllocator::liveBlocks(), liveBefore) << "leaked blocks";
+    }
+
+    std::string root;
+    std::string folder;
+    int64_t liveBefore = 0;
+};
+
+void expectError(CError* error, const std::string& message)
+{
+    ASSERT_NE(error, nullptr) << "expected: " << message;
+    EXPECT_EQ(std::string(error->getMessage()), message);
+    delete error;
+}
+} // namespace
+
+TEST_F(CFileStreamTest, WrittenFileReadsBackWithPositionsAndSize)
+{
+    const std::string path = folder + "/Voreinstellung \xC3\xA9t\xC3\xA9.cpf";
+    const uint8_t payload[] = "a payload that is compressed into the file";
+    {
+        CFileWriter writer;
+        ASSERT_EQ(writer.open(path.c_str(), false), nullptr);
+        ASSERT_EQ(writer.writeUInt32(0x01020304), nullptr);
+        ASSERT_EQ(writer.writeString(CString("caf\xE9")), nullptr);
+        ASSERT_EQ(writer.writeCompressedData(payload, sizeof(payload), 7), nullptr);
+        ASSERT_EQ(writer.writeUInt8(0xEE), nullptr);
+        int64_t position = 0;
+        int64_t size = 0;
+        ASSERT_EQ(writer.getPosition(position), nullptr);
+        ASSERT_EQ(writer.getSize(size), nullptr);
+        EXPECT_EQ(position, size);
+        ASSERT_EQ(writer.flush(), nullptr);
+        ASSERT_EQ(writer.close(), nullptr);
+        ASSERT_EQ(writer.close(), nullptr) << "closing twice does nothing";
+    }
+
+    CFileReader reader;
+    ASSERT_EQ(reader.open(CString::fromUtf8(path.c_str()), 0), nullptr);
+    EXPECT_STREQ(reader.getName(), path.c_str());
+    EXPECT_EQ(reader.getData(), nullptr);
+    uint32_t head = 0;
+    CString text;
+    CByteBuffer block;
+    uint8_t tail = 0;
+    ASSERT_EQ(reader.readUInt32(head), nullptr);
+    ASSERT_EQ(reader.readString(text), nullptr);
+    ASSERT_EQ(reader.readCompressedData(block, 7), nullptr);
+    ASSERT_EQ(reader.readUInt8(tail), nullptr) << "the block read leaves the file behind itself";
+    EXPECT_EQ(head, 0x01020304u);
+    EXPECT_TRUE(text == "caf\xE9");
+    ASSERT_EQ(block.getSize(), sizeof(payload));
+    EXPECT_EQ(std::memcmp(block.getData(), payload, sizeof(payload)), 0);
+    EXPECT_EQ(tail, 0xEE);
+
+    ASSERT_EQ(reader.setPosition(4), nullptr);
+    ASSERT_EQ(reader.consume(4), nullptr);
+    uint8_t letters[3] = {};
+    ASSERT_EQ(reader.read(letters, 3), nullptr);
+    EXPECT_EQ(std::memcmp(letters, "caf", 3), 0);
+    int64_t position = 0;
+    ASSERT_EQ(reader.getPosition(position), nullptr);
+    EXPECT_EQ(position, 11);
+}
+
+TEST_F(CFileStreamTest, AppendingKeepsTheContentsAndRewritingDropsThem)
+{
+    const std::string path = folder + "/log.txt";
+    CFileWriter writer;
+    ASSERT_EQ(writer.open(path.c_str(), false), nullptr);
+    ASSERT_EQ(writer.write("abc", 3), nullptr);
+    ASSERT_EQ(writer.open(path.c_str(), true), nullptr) << "open closes the previous file";
+    ASSERT_EQ(writer.write("de", 2), nullptr);
+    ASSERT_EQ(writer.setPosition(0), nullptr);
+    ASSERT_EQ(writer.write("A", 1), nullptr);
+    ASSERT_EQ(writer.close(), nullptr);
+
+    CFileReader reader;
+    ASSERT_EQ(reader.open(path.c_str()), nullptr);
+    char text[6] = {};
+    ASSERT_EQ(reader.read(text, 5), nullptr);
+    EXPECT_STREQ(text, "Abcde");
+    ASSERT_EQ(reader.close(), nullptr);
+
+    ASSERT_EQ(writer.open(path.c_str(), false), nullptr);
+    int64_t size = -1;
+    ASSERT_EQ(writer.getSize(size), nullptr);
+    EXPECT_EQ(size, 0);
+}
+
+TEST_F(CFileStreamTest, FailuresNameTheFileAndTheSystemError)
+{
+    const std::string missing = folder + "/none \xC3\xBC.bin";
+    CFileReader reader;
+    expectError(reader.open(missing.c_str(), 3), "Unable to open file '" + missing +
+                                                     "' for reading (error " +
+                                                     std::to_string(ENOENT) + ", flags 3).");
+    CFileWriter writer;
+    const std::string noFolder = folder + "/no/such/folder.bin";
+    expectError(writer.open(noFolder.c_str(), true), "Unable to open file '" + noFolder +
+                                                         "' for appending (error " +
+                                                         std::to_string(ENOENT) + ", flags 0).");
+    expectError(writer.open(noFolder.c_str(), false), "Unable to open file '" + noFolder +
+                                                          "' for rewriting (error " +
+                                                          std::to_string(ENOENT) + ", flags 0).");
+
+    const std::string path = folder + "/short.bin";
+    ASSERT_EQ(writer.open(path.c_str(), false), nullptr);
+    ASSERT_EQ(writer.write("1234", 4), nullptr);
+    ASSERT_EQ(writer.close(), nullptr);
+    const std::string badf = std::to_string(EBADF);
+    expectError(writer.write("x", 1),
+                "Unable to write to file '" + path + "' (error " + badf + ").");
+    int64_t value = 0;
+    expectError(writer.getSize(value),
+                "Unable to get file size of file '" + path + "' (error " + badf + ").");
+
+    ASSERT_EQ(reader.open(path.c_str()), nullptr);
+    uint8_t bytes[10];
+    expectError(reader.read(bytes, 10),
+                "Unable to read from file '" + path + "' (required 10 bytes, read 4 bytes).");
+    size_t got = 1;
+    ASSERT_EQ(reader.readStreamed(bytes, 10, got), nullptr);
+    EXPECT_EQ(got, 0u) << "streamed reads end quietly";
+    expectError(reader.setPosition(-5), "Unable to set file's '" + path +
+                                            "' reading position (error " + std::to_string(EINVAL) +
+                                            ").");
+    ASSERT_EQ(reader.close(), nullptr);
+    ASSERT_EQ(reader.close(), nullptr);
+    expectError(reader.getSize(value),
+                "Unable to get file's '" + path + "' size (error " + badf + ").");
+    expectError(reader.getPosition(value),
+                "Unable to get file's '" + path + "' reading position (error " + badf + ").");
+    expectError(reader.consume(1),
+                "Unable to set file's '" + path + "' consume position (error " + badf + ").");
+    expectError(reader.readStreamed(bytes, 1, got),
+                "Unable to read from file '" + path + "' (error " + badf + ").");
+}
