@@ -247,6 +247,25 @@ void CAudioWrapper::processBlock(double** inputs, double** outputs, int frames)
     processRuns(inputs, outputs, frames);
 }
 
+// Output channel n is input channel n; outputs without an input are silent.
+template <typename Sample>
+void CAudioWrapper::passThrough(Sample** inputs, int ins, Sample** outputs, int outs, int offset,
+                                int count)
+{
+    for (int channel = 0; channel < outs; ++channel)
+    {
+        Sample* dest = outputs[channel];
+        if (!dest)
+            continue;
+        const Sample* source = channel < ins ? inputs[channel] : nullptr;
+        if (!source)
+            std::memset(dest + offset, 0, static_cast<size_t>(count) * sizeof(Sample));
+        else if (source != dest)
+            std::memmove(dest + offset, source + offset,
+                         static_cast<size_t>(count) * sizeof(Sample));
+    }
+}
+
 template <typename Sample>
 void CAudioWrapper::processRuns(Sample** inputs, Sample** outputs, int frames)
 {
@@ -264,6 +283,15 @@ void CAudioWrapper::processRuns(Sample** inputs, Sample** outputs, int frames)
         const int count = frames - offset < kRunFrames ? frames - offset : kRunFrames;
         ++runCount;
         lastRunFrames = count;
+
+        // An idle stretch: the module would hand each input on by reference, so the host's
+        // samples go straight across, with no widening and no pool buffer.
+        if (channels > 0 && module->passesThrough(count))
+        {
+            module->skipIdle(count);
+            passThrough(inputs, ins, outputs, outs, offset, count);
+            continue;
+        }
 
         // Widen the host's inputs into pool buffers. Acquiring the full run size every time
         // keeps the records at one size, so none of them grows on this thread.
@@ -313,19 +341,8 @@ void CAudioWrapper::processRuns(Sample** inputs, Sample** outputs, int frames)
         }
         else
         {
-            // No engine (or no pool buffer): the audio passes through, extra outputs are silent.
-            for (int channel = 0; channel < outs; ++channel)
-            {
-                Sample* dest = outputs[channel];
-                if (!dest)
-                    continue;
-                const Sample* source = channel < ins ? inputs[channel] : nullptr;
-                if (!source)
-                    std::memset(dest + offset, 0, static_cast<size_t>(count) * sizeof(Sample));
-                else if (source != dest)
-                    std::memmove(dest + offset, source + offset,
-                                 static_cast<size_t>(count) * sizeof(Sample));
-            }
+            // No engine (or no pool buffer): the audio passes through.
+            passThrough(inputs, ins, outputs, outs, offset, count);
         }
 
         for (int channel = 0; channel < channels; ++channel)

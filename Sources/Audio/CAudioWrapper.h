@@ -141,6 +141,9 @@ protected:
 
 private:
     template <typename Sample> void processRuns(Sample** inputs, Sample** outputs, int frames);
+    template <typename Sample>
+    static void passThrough(Sample** inputs, int ins, Sample** outputs, int outs, int offset,
+                            int count);
     [[nodiscard]] CError* applyLayout();
     void warmUpPool();
 

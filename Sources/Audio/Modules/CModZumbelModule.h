@@ -87,6 +87,12 @@ public:
     void clear();
     void setUseClear(bool enabled) { useClear = enabled; }
 
+    // Whether the next frameCount frames pass untouched: idle, with the gap lasting beyond them.
+    // The owner may then hand the audio on itself and count the frames off with skipIdle.
+    bool passesThrough(int frameCount) const { return phase == kIdle && countdown > frameCount; }
+    // Counts idle frames off the gap; only after passesThrough said yes. [audio thread]
+    void skipIdle(int frameCount) { countdown -= frameCount; }
+
     Phase getPhase() const { return static_cast<Phase>(phase); }
     int getCountdown() const { return countdown; }
     int getSignalType() const { return signalType; }
