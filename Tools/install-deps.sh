@@ -3,7 +3,8 @@
 # Usage: Tools/install-deps.sh [--with-hosts]   (--with-hosts adds the real host used by the tests)
 set -euo pipefail
 packages=(build-essential cmake pkg-config zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev
-          libsndfile1-dev libpng-dev clang-14 libclang-rt-14-dev clang-format-14)
+          libsndfile1-dev libpng-dev libpugixml-dev libcairo2-dev librsvg2-dev libfreetype-dev
+          fonts-dejavu-core clang-14 libclang-rt-14-dev clang-format-14)
 if [ "${1:-}" = "--with-hosts" ]; then
     packages+=(ardour sox)
 fi

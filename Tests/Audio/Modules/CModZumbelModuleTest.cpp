@@ -426,7 +426,7 @@ TEST(CModZumbelModule, AnyBlockSizeGivesTheSameOutputAsRunsOf512)
                                      constant(length, 0.0)};
         const std::vector<Signal> reference = Rig(rate, 3, params, 99).run(in, 512);
         ASSERT_GE(findEvents(reference[2]).size(), signal == CModZumbelModule::kMute ? 0u : 3u);
-        for (int blockSize : {1, 7, 511, 513, 4096})
+        for (int blockSize : {1, 7, 511, 513, 4096, 8192})
         {
             const std::vector<Signal> out = Rig(rate, 3, params, 99).run(in, blockSize);
             for (int channel = 0; channel < 3; ++channel)

@@ -11,10 +11,11 @@ namespace
 {
 
 // The built plug-in, loaded as a host loads it.
+// The library stays mapped after dlclose, so that a leak checker can still see the pools it made.
 class CPluginLibrary
 {
 public:
-    CPluginLibrary() : handle(dlopen(KEL_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL)) {}
+    CPluginLibrary() : handle(dlopen(KEL_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE)) {}
     ~CPluginLibrary()
     {
         if (handle)

@@ -1,0 +1,212 @@
+#include "Core/CApplication.h"
+
+#include "Core/CArray.h"
+#include "Core/CAttrDoubler.h"
+#include "Core/CDebugChannel.h"
+#include "Core/CGlobalSettings.h"
+#include "Core/CIntMap.h"
+#include "Core/CNotifyServer.h"
+#include "Core/CObject.h"
+#include "Core/CResourceTable.h"
+#include "Core/CSharedAttribute.h"
+#include "Core/CStdEventBridge.h"
+#include "Core/CSystem.h"
+#include "Core/CTimer.h"
+#include "Core/CTreeOwner.h"
+#include "Core/CUtf8Path.h"
+
+namespace kel
+{
+
+namespace
+{
+// The classes of the core. Upper libraries add theirs through registration hooks.
+const CCreatorRow kCoreRows[] = {
+    CCreatorRow::of<CAttrDoubler>("core:attr-doubler"),
+    CCreatorRow::of<CGlobalSettings>("core:global-settings"),
+    CCreatorRow::of<CObject>("core:object"),
+    CCreatorRow::of<CSharedAttribute>("core:shared-attribute"),
+    CCreatorRow::of<CTimer>("core:timer"),
+    CCreatorRow::of<CStdEventBridge>("ui:ui-event-bridge"),
+};
+
+struct ApplicationState
+{
+    CLock lock{4000};
+    bool isInitialised = false;
+    bool hasCreators = false;
+    CArray<CApplication::CreatorRegistration, 8> registrations;
+    CObject* sharedObject = nullptr;
+    int rootCounter = 0;
+    CIntMap<CTreeOwner*> owners;
+    CNotifyServer notifyServer;
+};
+
+ApplicationState& state()
+{
+    static ApplicationState* application = new ApplicationState();
+    return *application;
+}
+} // namespace
+
+void CApplication::addCreatorRegistration(CreatorRegistration registration)
+{
+    ApplicationState& application = state();
+    bool isLate = false;
+    {
+        CLockGuard guard(application.lock);
+        if (application.registrations.contains(registration))
+            return;
+        application.registrations.add(registration);
+        isLate = application.hasCreators;
+    }
+    if (isLate)
+        CSystem::showError(registration());
+}
+
+void CApplication::init(const CResourceEntry* resources, const char* sharedResourceName)
+{
+    ApplicationState& application = state();
+    CLockGuard guard(application.lock);
+    if (application.isInitialised)
+        return;
+    application.isInitialised = true;
+    KEL_LOG("Initializing application...");
+    application.notifyServer.install();
+    CSystem::showError(registerCreatorsOnce());
+    if (resources)
+        CResourceTable::install(resources);
+    CSystem::showError(initSharedObject(CString(sharedResourceName)));
+}
+
+bool CApplication::isInitialised()
+{
+    ApplicationState& application = state();
+    CLockGuard guard(application.lock);
+    return application.isInitialised;
+}
+
+CError* CApplication::registerCreatorsOnce()
+{
+    ApplicationState& application = state();
+    if (application.hasCreators)
+        return nullptr;
+    application.hasCreators = true;
+    for (const CCreatorRow& row : kCoreRows)
+    {
+        // A row another part of the core registered already stays as it is.
+        if (!CObject::hasCreator(CString(row.tag)))
+            KEL_CHECK(CObject::registerCreators(&row, 1));
+    }
+    for (CreatorRegistration registration : application.registrations)
+        KEL_CHECK(registration());
+    return nullptr;
+}
+
+CError* CApplication::loadTree(CObject* root, const CString& resourceName)
+{
+    if (resourceName.isEmpty())
+    {
+        KEL_CHECK(root->init());
+        KEL_CHECK(root->createChilds());
+        KEL_CHECK(root->initChilds());
+        return nullptr;
+    }
+    const CUtf8Path name(resourceName);
+    const uint8_t* data = nullptr;
+    size_t size = 0;
+    if (!CResourceTable::find(name.get(), data, size))
+        return KEL_ERROR("@kelstr_CApplication_loadTree_NoResource Resource '%1' not found.",
+                         resourceName);
+    KEL_CHECK(root->loadFromMemory(data, size, true));
+    return nullptr;
+}
+
+CError* CApplication::initSharedObject(const CString& resourceName)
+{
+    if (CObject::getSharedRoot())
+        return KEL_ERROR("@kelstr_CApplication_initSharedObject Shared object already exists.");
+    auto* shared = new CObject();
+    // Set before the tree is read, so that "shared::" paths work inside it.
+    CObject::setSharedRoot(shared);
+    if (CError* error = loadTree(shared, resourceName))
+    {
+        CObject::setSharedRoot(nullptr);
+        CObject::destroyObject(shared);
+        KEL_CHECK(error);
+    }
+    state().sharedObject = shared;
+    return nullptr;
+}
+
+CObject* CApplication::getSharedObject()
+{
+    return CObject::getSharedRoot();
+}
+
+CError* CApplication::initRootObject(CObject*& outRoot, const CString& resourceName)
+{
+    outRoot = nullptr;
+    if (!CObject::getSharedRoot())
+        return KEL_ERROR("@kelstr_CApplication_initRootObject No shared object created.");
+    ApplicationState& application = state();
+    auto* root = new CObject();
+    {
+        CLockGuard guard(application.lock);
+        auto* owner = new CTreeOwner(++application.rootCounter);
+        application.owners.set(owner->getRootId(), owner);
+        root->setTreeOwner(owner);
+    }
+    if (CError* error = loadTree(root, resourceName))
+    {
+        destroyRootObject(root);
+        KEL_CHECK(error);
+    }
+    outRoot = root;
+    return nullptr;
+}
+
+void CApplication::destroyRootObject(CObject* root)
+{
+    if (!root)
+        return;
+    CTreeOwner* owner = root->getTreeOwner();
+    CObject::destroyObject(root);
+    if (!owner)
+        return;
+    ApplicationState& application = state();
+    CLockGuard guard(application.lock);
+    application.owners.erase(owner->getRootId());
+    delete owner;
+}
+
+int CApplication::getRootCount()
+{
+    ApplicationState& application = state();
+    CLockGuard guard(application.lock);
+    return application.owners.getCount();
+}
+
+CNotifyServer& CApplication::getNotifyServer()
+{
+    return state().notifyServer;
+}
+
+void CApplication::shutdown()
+{
+    ApplicationState& application = state();
+    CObject* shared = nullptr;
+    {
+        CLockGuard guard(application.lock);
+        application.isInitialised = false;
+        shared = application.sharedObject;
+        application.sharedObject = nullptr;
+    }
+    if (shared)
+    {
+        CObject::destroyObject(shared);
+        CObject::setSharedRoot(nullptr);
+    }
+}
+
+} // namespace kel

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "Core/CCheckedObject.h"
+
+namespace kel
+{
+
+// The listening side of a CBridgeBase: told when the watched thing has changed. Owned by whoever
+// made it, which also registers and unregisters it. Called on the thread that made the change,
+// under no lock of the watched thing. [the changing thread]
+class CBridge : public CCheckedObject
+{
+public:
+    ~CBridge() override = default;
+    virtual void onBridgeNotify() = 0;
+};
+
+} // namespace kel

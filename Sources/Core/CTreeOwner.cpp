@@ -1,0 +1,12 @@
+#include "Core/CTreeOwner.h"
+
+namespace kel
+{
+
+int CTreeOwner::takeObjectId()
+{
+    CLockGuard guard(lock);
+    return nextObjectId++;
+}
+
+} // namespace kel

@@ -1,0 +1,72 @@
+#include "UI/Resources/CFontObject.h"
+
+#include "Core/CResourceReader.h"
+#include "UI/Resources/CFont.h"
+
+namespace kel
+{
+
+namespace
+{
+// In the order of CFontObject::Style.
+const char* const kStyleNames[CFontObject::kStyleCount] = {"bold", "bold-italic", "italic",
+                                                           "regular", "superscript"};
+} // namespace
+
+CFontObject::CFontObject() = default;
+
+CFontObject::~CFontObject()
+{
+    for (CFont*& face : faces)
+    {
+        delete face;
+        face = nullptr;
+    }
+}
+
+void CFontObject::registerClass(CClassInfo& info)
+{
+    CObject::registerClass(info);
+}
+
+int CFontObject::styleOf(const CString& styleName)
+{
+    for (int i = 0; i < kStyleCount; ++i)
+    {
+        if (styleName == kStyleNames[i])
+            return i;
+    }
+    return -1;
+}
+
+CError* CFontObject::initChilds()
+{
+    KEL_CHECK(CObject::initChilds());
+    for (int i = 0; i < getChildCount(); ++i)
+    {
+        const CObject* child = getChild(i);
+        if (!child->getAttrBool("is-font-style", false))
+            continue;
+        const int style = styleOf(child->getName());
+        if (style < 0)
+            return KEL_ERROR("@kelstr_CFontObject_initChilds_UnknownFontStyle Unknown font style "
+                             "'%1'.",
+                             child->getName());
+        auto* face = new CFont();
+        delete faces[style];
+        faces[style] = face;
+        CResourceReader reader;
+        KEL_CHECK(reader.open(child->getAttrString("file")));
+        KEL_CHECK(face->read(reader));
+    }
+    return nullptr;
+}
+
+const CFont* CFontObject::getFont(Style style) const
+{
+    if (style >= 0 && style < kStyleCount && faces[style])
+        return faces[style];
+    return faces[kRegular];
+}
+
+} // namespace kel
