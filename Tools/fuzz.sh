@@ -4,7 +4,10 @@
 # merged into the corpus in Tests/Fuzz/corpus/<target>/; a crash is reported with the input that
 # made it, kept in the build folder.
 #
-#   Tools/fuzz.sh [SECONDS] [TARGET...]      targets: read_string read_compressed_data text_reader
+#   Tools/fuzz.sh [SECONDS] [TARGET...]
+#
+# Targets: read_string read_compressed_data text_reader object_tree compiled_tree (the list of
+# Tests/Fuzz/CMakeLists.txt).
 #
 # KEL_FUZZ_BUILD sets the build folder (default build-fuzz), KEL_FUZZ_JOBS the build's jobs.
 set -u -o pipefail
@@ -17,7 +20,7 @@ if [[ $# -gt 0 && "$1" =~ ^[0-9]+$ ]]; then
     seconds="$1"
     shift
 fi
-all_targets=(read_string read_compressed_data text_reader)
+all_targets=(read_string read_compressed_data text_reader object_tree compiled_tree)
 targets=("$@")
 [[ ${#targets[@]} -eq 0 ]] && targets=("${all_targets[@]}")
 for target in "${targets[@]}"; do

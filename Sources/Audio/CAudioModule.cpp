@@ -17,9 +17,10 @@ CError* CAudioModule::setChannelCount(int count)
         return KEL_ERROR("@kelstr_CAudioModule_setChannelCount_Invalid Invalid channel count %1.",
                          count);
     releaseOutputs();
+    const int ports = getInputPortCount() < 1 ? 1 : getInputPortCount();
     if (count > kInlineChannels && count != channelCount)
     {
-        uint32_t* newInputs = allocArray<uint32_t>(static_cast<size_t>(count));
+        uint32_t* newInputs = allocArray<uint32_t>(static_cast<size_t>(count * ports));
         uint32_t* newOutputs = allocArray<uint32_t>(static_cast<size_t>(count));
         if (!newInputs || !newOutputs)
         {
@@ -38,9 +39,19 @@ CError* CAudioModule::setChannelCount(int count)
     channelCount = count;
     for (int channel = 0; channel < channelCount; ++channel)
     {
-        inputs[channel] = kNoBuffer;
+        for (int port = 0; port < ports; ++port)
+            inputs[port * channelCount + channel] = kNoBuffer;
         outputs[channel] = kNoBuffer;
     }
+    return nullptr;
+}
+
+CError* CAudioModule::setup(CDCDAWContext* dcdawContext, double /*sampleRateHz*/, int channels)
+{
+    setContext(dcdawContext);
+    KEL_CHECK(setChannelCount(channels));
+    KEL_CHECK(lookupKernels());
+    needsFullRead = true;
     return nullptr;
 }
 

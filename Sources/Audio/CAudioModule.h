@@ -10,6 +10,8 @@ namespace kel
 
 class CDCDAWContext;
 
+// (A module with two input ports, the bypass, takes port 1 through the port argument.)
+
 // The smallest runnable piece of the process graph: a module does the work of one terminal
 // process on a set of channels, all of them at once. The terminal process that makes a module
 // owns it and drives it: it gives the module its context and channels, places one input buffer
@@ -25,6 +27,7 @@ class CAudioModule : public CCheckedObject
 {
 public:
     static constexpr int kInlineChannels = 8;
+    static constexpr int kMaxInputPorts = 2;
     static constexpr uint32_t kNoBuffer = 0xFFFFFFFFu;
 
     CAudioModule() = default;
@@ -42,6 +45,18 @@ public:
     // Runs one block of getFrames() frames from the inputs to the outputs. [audio thread]
     virtual void process() = 0;
 
+    // Set-up for a sample rate and channel count: context, channels, kernel lookup, and a mark
+    // for a full read. The terminal process calls it whenever rate, channels or the block
+    // context change. [set-up thread or audio thread after the pool is warm]
+    [[nodiscard]] virtual CError* setup(CDCDAWContext* dcdawContext, double sampleRateHz,
+                                        int channels);
+    // Full read: takes the values in the parameter slots as the module's snapshot.
+    virtual void readParams() {}
+    // When the audio restarts. [audio thread]
+    virtual void clear() {}
+    // Input ports per channel (1, or 2 for the bypass). Set before setChannelCount.
+    virtual int getInputPortCount() const { return 1; }
+
     // [set-up] The context must outlive the module.
     void setContext(CDCDAWContext* dcdawContext) { context = dcdawContext; }
     CDCDAWContext* getContext() const { return context; }
@@ -54,8 +69,14 @@ public:
     // [audio thread] The present run: frame count and one input handle per channel.
     void setFrames(int frameCount) { frames = frameCount; }
     int getFrames() const { return frames; }
-    void setInput(int channel, uint32_t handle) { inputs[channel] = handle; }
-    uint32_t getInput(int channel) const { return inputs[channel]; }
+    void setInput(int channel, uint32_t handle, int port = 0)
+    {
+        inputs[port * channelCount + channel] = handle;
+    }
+    uint32_t getInput(int channel, int port = 0) const
+    {
+        return inputs[port * channelCount + channel];
+    }
     // Valid after process(), until the next process().
     uint32_t getOutput(int channel) const { return outputs[channel]; }
 
@@ -81,7 +102,7 @@ protected:
 private:
     void freeChannelArrays();
 
-    uint32_t inlineInputs[kInlineChannels] = {};
+    uint32_t inlineInputs[kInlineChannels * kMaxInputPorts] = {};
     uint32_t inlineOutputs[kInlineChannels] = {};
 };
 

@@ -1,9 +1,19 @@
 #include "Audio/CAudioWrapper.h"
 
+#include "Audio/CAudioEnv.h"
+#include "Audio/CAudioParamCollector.h"
+#include "Audio/CAudioProcess.h"
+#include "Audio/CAudioProcessCreators.h"
+#include "Audio/CAudioProcessDef.h"
+#include "Audio/CAudioProcessPort.h"
 #include "Audio/CDCDAWContext.h"
 #include "Audio/CDCDAWContextObject.h"
-#include "Audio/Filters/CDCDAWGeneratorKernels.h"
+#include "Audio/Modules/CModBypass.h"
+#include "Audio/Modules/CModOutput.h"
+#include "Audio/Modules/CModZumbel.h"
 #include "Audio/Modules/CModZumbelModule.h"
+#include "Core/CApplication.h"
+#include "Core/CObject.h"
 #include "Core/Platform/CFloatModeGuard.h"
 
 #include <cstring>
@@ -13,10 +23,11 @@ namespace kel
 
 namespace
 {
-// Pool buffers readied at start: the inputs, the module's outputs, its two work buffers and its
-// states, with room to spare. Every block call then finds grown buffers on the free list.
-constexpr int kWarmBuffersPerChannel = 4;
-constexpr int kWarmBuffersExtra = 8;
+// Pool buffers readied at start: per channel the input, the insertion's outputs, work buffers
+// and states of two modules during a crossfade, the bypass's and the crossfades' outputs; with
+// room to spare. Every block call then finds grown buffers on the free list.
+constexpr int kWarmBuffersPerChannel = 12;
+constexpr int kWarmBuffersExtra = 16;
 constexpr int kMaxWarmBuffers =
     CAudioWrapper::kMaxChannels * kWarmBuffersPerChannel + kWarmBuffersExtra;
 
@@ -35,37 +46,111 @@ int clampUsed(int count, int limit)
 }
 } // namespace
 
-CAudioWrapper::CAudioWrapper() = default;
+CAudioWrapper::CAudioWrapper()
+{
+    // Names the graph's registration, so that the library's hook comes along with this object.
+    CApplication::addCreatorRegistration(&registerAudioProcessCreators);
+}
 
 CAudioWrapper::~CAudioWrapper()
 {
-    // The module gives its buffers back to the context, so it goes first.
-    delete module;
-    module = nullptr;
-    delete contextObject;
+    teardown();
+}
+
+void CAudioWrapper::teardown()
+{
+    // The processes give their buffers back to the context, which the tree owns: they go first.
+    delete modOutput;
+    modOutput = nullptr;
+    delete modMain;
+    modMain = nullptr;
+    zumbel = nullptr;
+    bypass = nullptr;
+    if (rootObject)
+        CApplication::destroyRootObject(rootObject);
+    rootObject = nullptr;
+    pluginObject = nullptr;
     contextObject = nullptr;
+    audioEnv = nullptr;
+    paramCollector = nullptr;
+    graphChannels = 0;
 }
 
 CError* CAudioWrapper::init()
 {
     if (initialised)
         return nullptr;
-    contextObject = new CDCDAWContextObject();
-    KEL_CHECK(contextObject->init());
-    // The module's signal kernels are registered by whoever owns the module.
-    if (!CDCDAWGeneratorKernels::registerKernels(getContext(), nullptr))
-        return KEL_ERROR("@kelstr_CAudioWrapper_init_KernelRegistration Signal kernels could "
-                         "not be registered.");
-    module = new CModZumbelModule();
-    KEL_CHECK(module->setup(getContext(), sampleRateHz, channelCount));
-    module->setParams(CModZumbelModule::Params());
-    moduleRateHz = sampleRateHz;
-    moduleChannels = channelCount;
+    if (CError* error = buildTree())
+    {
+        teardown();
+        return error;
+    }
+    if (CError* error = buildGraph())
+    {
+        teardown();
+        return error;
+    }
     layoutChanged = true;
     latencyStable = false;
     ioChangePending = false;
     force2ch = readBoolSetting("force-2ch", "0");
     initialised = true;
+    return nullptr;
+}
+
+CError* CAudioWrapper::buildTree()
+{
+    KEL_CHECK(CApplication::initRootObject(rootObject, CString()));
+    CObject* made = nullptr;
+    KEL_CHECK(rootObject->createChild(CString("plugin"), CString("plugin"), made));
+    KEL_CHECK(rootObject->findObjectChecked(CString("plugin"), pluginObject));
+    KEL_CHECK(pluginObject->findObjectChecked(CString(".dcdaw-context"), contextObject));
+    KEL_CHECK(pluginObject->findObjectChecked(CString(".audio-env"), audioEnv));
+    KEL_CHECK(pluginObject->findObjectChecked(CString(".param-collector"), paramCollector));
+    if (!contextObject->getContext())
+        KEL_CHECK(contextObject->init());
+    return nullptr;
+}
+
+CError* CAudioWrapper::buildGraph()
+{
+    CAudioProcessDef* mainDef = nullptr;
+    CAudioProcessDefBase* outputDef = nullptr;
+    KEL_CHECK(pluginObject->findObjectChecked(CString("shared::audio.modMain"), mainDef));
+    KEL_CHECK(pluginObject->findObjectChecked(CString("shared::audio.modOutput"), outputDef));
+    paramCollector->setGroupLimit(CAudioProcessTerminal::kMaxGroups);
+
+    CAudioProcessBase* made = nullptr;
+    KEL_CHECK(mainDef->createProcess(made));
+    modMain = static_cast<CAudioProcess*>(made);
+    CAudioProcessBase::CBuild mainBuild;
+    mainBuild.collector = paramCollector;
+    mainBuild.env = audioEnv;
+    mainBuild.def = mainDef;
+    mainBuild.path = CString("plugin.modMain");
+    KEL_CHECK(modMain->init(mainBuild));
+
+    made = nullptr;
+    KEL_CHECK(outputDef->createProcess(made));
+    modOutput = dynamic_cast<CModOutput*>(made);
+    if (!modOutput)
+    {
+        delete made;
+        return KEL_ERROR("@kelstr_CAudioWrapper_init_InvalidOutProcessType Output process object "
+                         "'shared::audio.modOutput' is not of required 'CModOutput' type.");
+    }
+    CAudioProcessBase::CBuild outputBuild = mainBuild;
+    outputBuild.def = outputDef;
+    outputBuild.path = CString("plugin.modOutput");
+    KEL_CHECK(modOutput->init(outputBuild));
+    KEL_CHECK(modMain->connect(0, modOutput->getInputPort(0)));
+
+    KEL_CHECK(modMain->prepare());
+    KEL_CHECK(modOutput->prepare());
+    KEL_CHECK(modMain->registerKernels(getContext()));
+    KEL_CHECK(modOutput->registerKernels(getContext()));
+    zumbel = dynamic_cast<CModZumbel*>(modMain->findProcess(CString("modZumbelModule.modZumbel")));
+    bypass = dynamic_cast<CModBypass*>(modMain->findProcess(CString("modBypass")));
     return nullptr;
 }
 
@@ -83,6 +168,16 @@ bool CAudioWrapper::readBoolSetting(const char* /*key*/, const char* fallback)
 CDCDAWContext* CAudioWrapper::getContext() const
 {
     return contextObject ? contextObject->getContext() : nullptr;
+}
+
+CModZumbelModule* CAudioWrapper::getModule() const
+{
+    return zumbel ? zumbel->getZumbelModule() : nullptr;
+}
+
+int CAudioWrapper::getLatencyFrames() const
+{
+    return audioEnv ? audioEnv->getLatencyFrames() : 0;
 }
 
 void CAudioWrapper::setSampleRate(double rateHz)
@@ -160,15 +255,25 @@ void CAudioWrapper::start()
         runInChannels = inChannels;
         runOutChannels = outChannels;
     }
-    if (applyNow || moduleRateHz != sampleRateHz)
+    if (audioEnv)
+    {
+        CLockGuard guard(audioEnv->getLock());
+        audioEnv->setRunning(true);
+        audioEnv->setChannels(runInChannels, runOutChannels);
+        audioEnv->setSampleRate(sampleRateHz);
+        audioEnv->setBlockSize(blockFrames);
+    }
+    if (applyNow || moduleRateHz != sampleRateHz || graphChannels == 0)
     {
         if (CError* error = applyLayout())
         {
-            // Without a module the audio passes through untouched; there is no one to tell here.
+            // Without a graph the audio passes through untouched; there is no one to tell here.
             delete error;
-            moduleChannels = 0;
+            graphChannels = 0;
         }
     }
+    if (modOutput)
+        modOutput->setOutputShape(outputDouble, false, runOutChannels);
     warmUpPool();
 }
 
@@ -180,24 +285,37 @@ void CAudioWrapper::stop()
             return;
         running = false;
     }
-    if (module)
-        module->clear();
+    if (audioEnv)
+    {
+        CLockGuard guard(audioEnv->getLock());
+        audioEnv->setRunning(false);
+    }
+    if (modMain)
+        modMain->clear();
+    if (modOutput)
+        modOutput->clear();
 }
 
 CError* CAudioWrapper::applyLayout()
 {
-    if (!module || !getContext())
+    if (!modMain || !modOutput || !getContext())
         return KEL_ERROR("@kelstr_CAudioWrapper_start_NotInitialised Instance is not initialised.");
-    // The module works on as many channels as either side has; inputs it has no host channel
+    // The graph works on as many channels as either side has; inputs it has no host channel
     // for are silent, outputs the host has no channel for are dropped.
     int channels = runInChannels > runOutChannels ? runInChannels : runOutChannels;
     if (channels < 1)
         channels = 1;
-    moduleChannels = 0;
-    KEL_CHECK(module->setup(getContext(), sampleRateHz, channels));
-    module->setParams(CModZumbelModule::Params());
+    graphChannels = 0;
+    CAudioProcessBase::CSetup conditions;
+    conditions.context = getContext();
+    conditions.sampleRateHz = sampleRateHz;
+    conditions.channels = channels;
+    conditions.maxFrames = kRunFrames;
+    conditions.blockContext = ++blockContext;
+    KEL_CHECK(modMain->setup(conditions));
+    KEL_CHECK(modOutput->setup(conditions));
     moduleRateHz = sampleRateHz;
-    moduleChannels = channels;
+    graphChannels = channels;
     return nullptr;
 }
 
@@ -207,7 +325,7 @@ void CAudioWrapper::warmUpPool()
     if (!context)
         return;
     uint32_t handles[kMaxWarmBuffers];
-    const int count = moduleChannels * kWarmBuffersPerChannel + kWarmBuffersExtra;
+    const int count = graphChannels * kWarmBuffersPerChannel + kWarmBuffersExtra;
     const size_t bytes = static_cast<size_t>(kRunFrames) * sizeof(double);
     for (int n = 0; n < count; ++n)
         handles[n] = context->acquire(bytes);
@@ -266,6 +384,15 @@ void CAudioWrapper::passThrough(Sample** inputs, int ins, Sample** outputs, int 
     }
 }
 
+bool CAudioWrapper::isIdleRun(int frames) const
+{
+    if (!zumbel || !bypass || zumbel->getModuleCount() != 1 || zumbel->isFading() ||
+        zumbel->hasHeldBackChange() || !bypass->passesProcessed())
+        return false;
+    const CModZumbelModule* module = zumbel->getZumbelModule();
+    return !module->needsFullRead && module->passesThrough(frames);
+}
+
 template <typename Sample>
 void CAudioWrapper::processRuns(Sample** inputs, Sample** outputs, int frames)
 {
@@ -275,8 +402,12 @@ void CAudioWrapper::processRuns(Sample** inputs, Sample** outputs, int frames)
     CDCDAWContext* context = getContext();
     const int ins = inputs ? runInChannels : 0;
     const int outs = runOutChannels;
-    const int channels = module && context ? moduleChannels : 0;
+    const int channels = modMain && context ? graphChannels : 0;
     const size_t runBytes = static_cast<size_t>(kRunFrames) * sizeof(double);
+    // The changes queued since the last block: one consistent set, taken once.
+    const CAudioParamCollector::CPacket* changes =
+        channels > 0 && paramCollector ? paramCollector->takeChanges() : nullptr;
+    CAudioProcessPort* mainInput = channels > 0 ? modMain->getInputPort(0) : nullptr;
 
     for (int offset = 0; offset < frames; offset += kRunFrames)
     {
@@ -284,27 +415,27 @@ void CAudioWrapper::processRuns(Sample** inputs, Sample** outputs, int frames)
         ++runCount;
         lastRunFrames = count;
 
-        // An idle stretch: the module would hand each input on by reference, so the host's
-        // samples go straight across, with no widening and no pool buffer.
-        if (channels > 0 && module->passesThrough(count))
+        // An idle stretch: the insertion would hand each input on by reference and the bypass
+        // would pass it, so the host's samples go straight across, with no widening.
+        if (channels > 0 && !changes && isIdleRun(count))
         {
-            module->skipIdle(count);
+            zumbel->getZumbelModule()->skipIdle(count);
+            passThrough(inputs, ins, outputs, outs, offset, count);
+            continue;
+        }
+        if (channels == 0)
+        {
             passThrough(inputs, ins, outputs, outs, offset, count);
             continue;
         }
 
         // Widen the host's inputs into pool buffers. Acquiring the full run size every time
         // keeps the records at one size, so none of them grows on this thread.
-        bool haveInputs = channels > 0;
         for (int channel = 0; channel < channels; ++channel)
         {
             const uint32_t handle = context->acquire(runBytes);
-            runInputs[channel] = handle;
             if (handle == CDCDAWContext::kInvalidHandle)
-            {
-                haveInputs = false;
                 continue;
-            }
             double* samples = context->doubles(handle);
             const Sample* source = channel < ins ? inputs[channel] : nullptr;
             if (source)
@@ -315,39 +446,20 @@ void CAudioWrapper::processRuns(Sample** inputs, Sample** outputs, int frames)
             }
             else
                 std::memset(samples, 0, static_cast<size_t>(count) * sizeof(double));
-            module->setInput(channel, handle);
+            mainInput->push(channel, handle, count);
         }
-
-        if (haveInputs)
+        modMain->update(changes);
+        modOutput->update(nullptr);
+        modMain->process();
+        modOutput->write(outputs, offset, count);
+        if (changes)
         {
-            module->setFrames(count);
-            module->process();
-            for (int channel = 0; channel < outs; ++channel)
-            {
-                Sample* dest = outputs[channel];
-                if (!dest)
-                    continue;
-                dest += offset;
-                const uint32_t handle =
-                    channel < channels ? module->getOutput(channel) : CDCDAWContext::kInvalidHandle;
-                const double* samples =
-                    handle != CDCDAWContext::kInvalidHandle ? context->doubles(handle) : nullptr;
-                if (samples)
-                    for (int frame = 0; frame < count; ++frame)
-                        dest[frame] = static_cast<Sample>(samples[frame]);
-                else
-                    std::memset(dest, 0, static_cast<size_t>(count) * sizeof(Sample));
-            }
+            paramCollector->releaseChanges(changes);
+            changes = nullptr;
         }
-        else
-        {
-            // No engine (or no pool buffer): the audio passes through.
-            passThrough(inputs, ins, outputs, outs, offset, count);
-        }
-
-        for (int channel = 0; channel < channels; ++channel)
-            context->release(runInputs[channel]);
     }
+    if (changes)
+        paramCollector->releaseChanges(changes);
 }
 
 CError* CAudioWrapper::saveChunk(void** data, int32_t* byteCount, bool /*isPreset*/,

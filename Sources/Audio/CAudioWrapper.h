@@ -9,18 +9,30 @@
 namespace kel
 {
 
+class CAudioEnv;
+class CAudioParamCollector;
+class CAudioProcess;
 class CDCDAWContext;
 class CDCDAWContextObject;
+class CModBypass;
+class CModOutput;
+class CModZumbel;
 class CModZumbelModule;
+class CObject;
 
 // The format-independent root of one plug-in instance. The format layer (a class deriving from
 // this one and from the format's effect class) owns it through its own lifetime, feeds it the
 // host's sample rate, block size, channel layout and audio, and is reached back through the
 // virtual hooks at the end.
 //
-// For now the instance is one signal insertion module at its default parameters on the host's
-// channels, with the kernel context that runs it; both are owned here. The chunk calls carry no
-// state yet.
+// The instance owns its object tree (made from the shared tree's template `plugin`: kernel
+// context, audio environment, parameter collector and the rest) and the process graph built from
+// the shared definitions audio.modMain and audio.modOutput. Each run of at most kRunFrames frames
+// widens the host's inputs into pool buffers on modMain's input port, updates and processes
+// modMain and lets modOutput write the host's outputs; the parameter changes queued since the
+// last block are taken once, at block start. While the graph is idle (the insertion hands its
+// input on and the bypass is off) the host's samples go straight across. The chunk calls carry
+// no state yet.
 //
 // Threads: init and the destructor run on the thread that creates the instance. start, stop and
 // the set-up calls run on whatever thread the host uses for them (as a rule its audio thread);
@@ -49,7 +61,8 @@ public:
     CAudioWrapper(const CAudioWrapper&) = delete;
     CAudioWrapper& operator=(const CAudioWrapper&) = delete;
 
-    // Builds the kernel context and the module. A format layer that overrides it runs this first.
+    // Builds the instance's tree and its graph. The application's shared tree must exist. A
+    // format layer that overrides it runs this first.
     [[nodiscard]] virtual CError* init();
     bool isInitialised() const { return initialised; }
 
@@ -84,8 +97,8 @@ public:
     void stop();
     bool isRunning() const;
 
-    // The engine's latency in samples.
-    int getLatencyFrames() const { return 0; }
+    // The engine's latency in samples, as the output process last stored it.
+    int getLatencyFrames() const;
     void markLatencyStable();
     void markLatencyChanged();
     // Answers and clears the pending I/O change.
@@ -123,7 +136,14 @@ public:
     const char* getHostProduct() const { return hostProduct; }
     const char* getHostVendor() const { return hostVendor; }
     CDCDAWContext* getContext() const;
-    CModZumbelModule* getModule() const { return module; }
+    // The insertion module that gives the output now; null before init.
+    CModZumbelModule* getModule() const;
+    // Parts of the instance; null before init.
+    CObject* getPluginObject() const { return pluginObject; }
+    CAudioParamCollector* getParamCollector() const { return paramCollector; }
+    CAudioEnv* getAudioEnv() const { return audioEnv; }
+    CAudioProcess* getMainProcess() const { return modMain; }
+    CModOutput* getOutputProcess() const { return modOutput; }
 
     // --- Hooks to the host, overridden by the format layer ---
     // A parameter changed by the user; valueNorm 0 to 1.
@@ -144,11 +164,25 @@ private:
     template <typename Sample>
     static void passThrough(Sample** inputs, int ins, Sample** outputs, int outs, int offset,
                             int count);
+    [[nodiscard]] CError* buildTree();
+    [[nodiscard]] CError* buildGraph();
     [[nodiscard]] CError* applyLayout();
     void warmUpPool();
+    // Whether a run of `frames` frames may pass the host's samples straight across.
+    bool isIdleRun(int frames) const;
+    void teardown();
 
+    // The tree's root, owned; the rest is owned by the tree or, for the processes, here.
+    CObject* rootObject = nullptr;
+    CObject* pluginObject = nullptr;
     CDCDAWContextObject* contextObject = nullptr;
-    CModZumbelModule* module = nullptr;
+    CAudioEnv* audioEnv = nullptr;
+    CAudioParamCollector* paramCollector = nullptr;
+    CAudioProcess* modMain = nullptr;
+    CModOutput* modOutput = nullptr;
+    CModZumbel* zumbel = nullptr;
+    CModBypass* bypass = nullptr;
+    uint32_t blockContext = 0;
     bool initialised = false;
     bool force2ch = false;
 
@@ -168,9 +202,8 @@ private:
     // The counts the audio thread works with, fixed at start.
     int runInChannels = kIntChannelCount;
     int runOutChannels = kIntChannelCount;
-    int moduleChannels = 0;
-    // Inputs handed to the module this run.
-    uint32_t runInputs[kMaxChannels] = {};
+    // Channels the graph was set up for; 0: no graph to run.
+    int graphChannels = 0;
     int64_t runCount = 0;
     int lastRunFrames = 0;
 

@@ -8,10 +8,16 @@ CDCDAWContextObject::~CDCDAWContextObject()
     delete context;
 }
 
+void CDCDAWContextObject::registerClass(CClassInfo& info)
+{
+    CObject::registerClass(info);
+}
+
 CError* CDCDAWContextObject::init()
 {
     if (context)
         return nullptr;
+    KEL_CHECK(CObject::init());
     auto* created = new CDCDAWContext();
     if (CError* error = created->init())
     {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Audio/CDCDAWContext.h"
-#include "Core/CCheckedObject.h"
 #include "Core/CError.h"
+#include "Core/CObject.h"
 
 namespace kel
 {
@@ -10,20 +10,16 @@ namespace kel
 // The object that owns an instance's kernel context (the tree element audio:dcdaw-context,
 // object plugin.dcdaw-context). It creates the context in init and destroys it with itself;
 // processes borrow the context through getContext and never keep it past the object's life.
-//
-// Until the object tree exists this derives from CCheckedObject; it becomes a tree object with
-// the tag audio:dcdaw-context, keeping init and getContext as they are.
 // [set-up thread for init and destruction; the context's own contract afterwards]
-class CDCDAWContextObject : public CCheckedObject
+class CDCDAWContextObject : public CObject
 {
 public:
     CDCDAWContextObject() = default;
     ~CDCDAWContextObject() override;
-    CDCDAWContextObject(const CDCDAWContextObject&) = delete;
-    CDCDAWContextObject& operator=(const CDCDAWContextObject&) = delete;
 
+    static void registerClass(CClassInfo& info);
     // Creates the context with its standard kernels. A second call keeps the first context.
-    [[nodiscard]] CError* init();
+    [[nodiscard]] CError* init() override;
 
     // Null before a successful init.
     CDCDAWContext* getContext() const { return context; }

@@ -1,17 +1,13 @@
 #include "Core/CApplication.h"
 
 #include "Core/CArray.h"
-#include "Core/CAttrDoubler.h"
+#include "Core/CCoreCreators.h"
 #include "Core/CDebugChannel.h"
-#include "Core/CGlobalSettings.h"
 #include "Core/CIntMap.h"
 #include "Core/CNotifyServer.h"
 #include "Core/CObject.h"
 #include "Core/CResourceTable.h"
-#include "Core/CSharedAttribute.h"
-#include "Core/CStdEventBridge.h"
 #include "Core/CSystem.h"
-#include "Core/CTimer.h"
 #include "Core/CTreeOwner.h"
 #include "Core/CUtf8Path.h"
 
@@ -20,16 +16,6 @@ namespace kel
 
 namespace
 {
-// The classes of the core. Upper libraries add theirs through registration hooks.
-const CCreatorRow kCoreRows[] = {
-    CCreatorRow::of<CAttrDoubler>("core:attr-doubler"),
-    CCreatorRow::of<CGlobalSettings>("core:global-settings"),
-    CCreatorRow::of<CObject>("core:object"),
-    CCreatorRow::of<CSharedAttribute>("core:shared-attribute"),
-    CCreatorRow::of<CTimer>("core:timer"),
-    CCreatorRow::of<CStdEventBridge>("ui:ui-event-bridge"),
-};
-
 struct ApplicationState
 {
     CLock lock{4000};
@@ -92,11 +78,12 @@ CError* CApplication::registerCreatorsOnce()
     if (application.hasCreators)
         return nullptr;
     application.hasCreators = true;
-    for (const CCreatorRow& row : kCoreRows)
+    const CCreatorRow* coreRows = CCoreCreators::getRows();
+    for (int i = 0; i < CCoreCreators::getRowCount(); ++i)
     {
         // A row another part of the core registered already stays as it is.
-        if (!CObject::hasCreator(CString(row.tag)))
-            KEL_CHECK(CObject::registerCreators(&row, 1));
+        if (!CObject::hasCreator(CString(coreRows[i].tag)))
+            KEL_CHECK(CObject::registerCreators(&coreRows[i], 1));
     }
     for (CreatorRegistration registration : application.registrations)
         KEL_CHECK(registration());

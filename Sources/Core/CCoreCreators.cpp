@@ -1,6 +1,11 @@
 #include "Core/CCoreCreators.h"
 
+#include "Core/CAttrDoubler.h"
+#include "Core/CGlobalSettings.h"
 #include "Core/CObject.h"
+#include "Core/CSharedAttribute.h"
+#include "Core/CStdEventBridge.h"
+#include "Core/CTimer.h"
 
 namespace kel
 {
@@ -8,8 +13,14 @@ namespace kel
 namespace
 {
 
+// The event bridge is a core class although its tag belongs to the interface family.
 const CCreatorRow coreRows[] = {
+    CCreatorRow::of<CAttrDoubler>("core:attr-doubler"),
+    CCreatorRow::of<CGlobalSettings>("core:global-settings"),
     CCreatorRow::of<CObject>("core:object"),
+    CCreatorRow::of<CSharedAttribute>("core:shared-attribute"),
+    CCreatorRow::of<CTimer>("core:timer"),
+    CCreatorRow::of<CStdEventBridge>("ui:ui-event-bridge"),
 };
 
 } // namespace

@@ -45,9 +45,9 @@ void resolveSender(const CObject* listener, const CString& senderPath, const COb
 } // namespace
 
 void CEventRecord::add(CObject* listener, const CClassInfo::EventEntry& proc,
-                       const CString& senderPath)
+                       const CString& procName, const CString& senderPath)
 {
-    CEntry entry{proc, senderPath, nullptr, CString()};
+    CEntry entry{proc, procName, senderPath, nullptr, CString()};
     resolveSender(listener, senderPath, entry.senderRoot, entry.senderFullName);
     CArray<CEntry, 1>& entries = listeners[listener];
     for (CEntry& existing : entries)
@@ -84,7 +84,7 @@ void CEventRecord::collect(const CObject* sender, CArray<CListener, 16>& out) co
         for (const CEntry& entry : entries)
         {
             if (entry.senderRoot == senderRoot && entry.senderFullName == senderFullName)
-                out.add(CListener{listener, entry.proc});
+                out.add(CListener{listener, entry.proc, entry.procName});
         }
     }
 }

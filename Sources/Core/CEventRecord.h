@@ -25,12 +25,15 @@ public:
     {
         CObject* object;
         CClassInfo::EventEntry proc;
+        // The name the listener gave, for events that reach it through its bridge.
+        CString procName;
     };
 
     CLock& getLock() { return lock; }
 
     // [the listener's thread] Replaces an earlier registration of the same listener and path.
-    void add(CObject* listener, const CClassInfo::EventEntry& proc, const CString& senderPath);
+    void add(CObject* listener, const CClassInfo::EventEntry& proc, const CString& procName,
+             const CString& senderPath);
     void remove(CObject* listener, const CString& senderPath);
     bool isEmpty() const { return listeners.isEmpty(); }
     // Appends every listener that waits for sender, in the record's order.
@@ -40,6 +43,7 @@ private:
     struct CEntry
     {
         CClassInfo::EventEntry proc;
+        CString procName;
         // As the listener gave it, for removal.
         CString senderPath;
         // Where the sender is or will be: its tree's root and full name. A root of null never

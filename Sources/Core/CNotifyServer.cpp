@@ -35,7 +35,8 @@ void CNotifyServer::install()
 }
 
 CError* CNotifyServer::addListener(CObject* listener, const CClassInfo::EventEntry& proc,
-                                   const CString& eventName, const CString& senderPath)
+                                   const CString& procName, const CString& eventName,
+                                   const CString& senderPath)
 {
     CEventRecord* record;
     {
@@ -46,7 +47,7 @@ CError* CNotifyServer::addListener(CObject* listener, const CClassInfo::EventEnt
         record = filed;
         record->getLock().lock();
     }
-    record->add(listener, proc, senderPath);
+    record->add(listener, proc, procName, senderPath);
     record->getLock().unlock();
     return nullptr;
 }
@@ -102,10 +103,11 @@ CError* CNotifyServer::send(CObject* sender, const CString& eventName, CAttrMap&
         CObjectEventBridge* bridge = owner->getEventBridge();
         if (!bridge)
             continue;
-        // The procedure travels by itself: the service is not told its name.
+        // The bridge looks the procedure up by name when it delivers, on the object then found
+        // under the listener's path.
         CObjectEventBridge::CQueuedEvent event;
         event.params = params;
-        addListenerKeys(event.params, listener.object, CString());
+        addListenerKeys(event.params, listener.object, listener.procName);
         event.proc = listener.proc;
         event.procClass = &listener.object->getClassInfo();
         postError = bridge->post(event);

@@ -32,7 +32,8 @@ public:
     void install();
 
     [[nodiscard]] CError* addListener(CObject* listener, const CClassInfo::EventEntry& proc,
-                                      const CString& eventName, const CString& senderPath) override;
+                                      const CString& procName, const CString& eventName,
+                                      const CString& senderPath) override;
     void removeListener(CObject* listener, const CString& senderPath,
                         const CString& eventName) override;
     // params already hold "sender" and "event-name". The first error of a synchronous listener

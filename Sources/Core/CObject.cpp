@@ -1,6 +1,7 @@
 #include "Core/CObject.h"
 
 #include "Core/CDebugChannel.h"
+#include "Core/CNotifyServer.h"
 #include "Core/CResourceReader.h"
 #include "Core/CTemplateDef.h"
 #include "Core/CTreeOwner.h"
@@ -197,7 +198,12 @@ CError* CObject::releaseChildBridged()
     params.set(CString("sender"), CAttrValue(fullName));
     params.set(CString("event-name"), CAttrValue("release-child-bridged"));
     CObject* owner = parent;
-    // The call may end this object: nothing of it is touched afterwards.
+    bool isQueued = false;
+    KEL_CHECK(
+        CNotifyServer::postToObject(owner, CString("release-child-bridged"), params, isQueued));
+    if (isQueued)
+        return nullptr;
+    // No bridge to carry it: the parent acts now, and nothing of this object is touched after.
     return owner->onReleaseChildBridged(params);
 }
 
@@ -911,7 +917,7 @@ CError* CObject::listenObject(const CString& senderPath, const CString& eventNam
     }
     eventSubscriptions.add(EventSubscription{senderPath, eventName});
     if (eventServiceInstance)
-        KEL_CHECK(eventServiceInstance->addListener(this, *proc, eventName, senderPath));
+        KEL_CHECK(eventServiceInstance->addListener(this, *proc, procName, eventName, senderPath));
     return nullptr;
 }
 

@@ -71,9 +71,10 @@ public:
     {
     public:
         virtual ~CEventService() = default;
+        // proc is procName as the listener's class resolved it; queued events carry the name.
         [[nodiscard]] virtual CError* addListener(CObject* listener,
                                                   const CClassInfo::EventEntry& proc,
-                                                  const CString& eventName,
+                                                  const CString& procName, const CString& eventName,
                                                   const CString& senderPath) = 0;
         virtual void removeListener(CObject* listener, const CString& senderPath,
                                     const CString& eventName) = 0;
@@ -176,8 +177,9 @@ public:
     // parent and deletes. Null is ignored.
     static void destroyObject(CObject* object);
     // Asks the parent to destroy this object, so that an object can end itself from its own
-    // procedures. Until the event bridges carry it, the parent is called directly: the object is
-    // gone when this returns, and the caller must not touch it afterwards.
+    // procedures. Under an event bridge the request is queued (CNotifyServer::postToObject) and
+    // the object goes when the bridge delivers it; outside any bridge the parent is called
+    // directly and the object is gone when this returns. The caller must not touch it afterwards.
     [[nodiscard]] CError* releaseChildBridged();
 
     // ---- paths ----

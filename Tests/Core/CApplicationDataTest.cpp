@@ -7,6 +7,7 @@
 #include "Core/CResourceTable.h"
 #include "Core/CString.h"
 #include "CObjectTestFixture.h"
+#include "Support/CTempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -46,9 +47,6 @@ class CApplicationDataTest : public testing::Test
 protected:
     void SetUp() override
     {
-        char pattern[] = "/tmp/kel-appdata-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        base = pattern;
         std::filesystem::create_directories(base + "/user");
         std::filesystem::create_directories(base + "/common");
         if (const char* old = std::getenv("XDG_DATA_HOME"))
@@ -69,7 +67,6 @@ protected:
         else
             setenv("XDG_DATA_HOME", oldDataHome.c_str(), 1);
         unsetenv("XDG_DATA_DIRS");
-        std::filesystem::remove_all(base);
     }
 
     static CByteBuffer buffer(const std::string& content)
@@ -86,7 +83,8 @@ protected:
         return names;
     }
 
-    std::string base;
+    test::CTempFolder temp{"kel-appdata"};
+    const std::string base = temp.path();
     std::string oldDataHome;
     int64_t liveBefore = 0;
 };

@@ -4,6 +4,7 @@
 #include "Core/CConsole.h"
 #include "Core/CDebugChannel.h"
 #include "Core/CTreeOwner.h"
+#include "Support/CTempFolder.h"
 
 #include <filesystem>
 #include <fstream>
@@ -98,9 +99,8 @@ TEST_F(CApplicationTest, AttrDoublerCopiesItsValueToEveryTarget)
 
 TEST(CSystemTest, CollectFilesListsEntriesByPatternAndNamesTheFolderOnError)
 {
-    char pattern[] = "/tmp/kel-collect-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    const std::string folder = pattern;
+    test::CTempFolder temp("kel-collect");
+    const std::string& folder = temp.path();
     std::ofstream(folder + "/one.cpf") << "1";
     std::ofstream(folder + "/two.cpf") << "2";
     std::ofstream(folder + "/bank.cbf") << "3";

@@ -2,6 +2,7 @@
 #include "Core/CFileReader.h"
 #include "Core/CFileWriter.h"
 #include "Core/CString.h"
+#include "Support/CTempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -23,20 +24,13 @@ protected:
     void SetUp() override
     {
         liveBefore = CAllocator::liveBlocks();
-        char pattern[] = "/tmp/kel-files-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        root = pattern;
-        folder = root + "/Pr\xC3\xBC"
-                        "fung \xE2\x99\xAA";
+        folder = temp.path() + "/Pr\xC3\xBC"
+                               "fung \xE2\x99\xAA";
         std::filesystem::create_directory(folder);
     }
-    void TearDown() override
-    {
-        std::filesystem::remove_all(root);
-        EXPECT_EQ(CAllocator::liveBlocks(), liveBefore) << "leaked blocks";
-    }
+    void TearDown() override { EXPECT_EQ(CAllocator::liveBlocks(), liveBefore) << "leaked blocks"; }
 
-    std::string root;
+    test::CTempFolder temp{"kel-files"};
     std::string folder;
     int64_t liveBefore = 0;
 };

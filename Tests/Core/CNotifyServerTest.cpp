@@ -93,6 +93,8 @@ TEST_F(CNotifyServerTest, EventFromAnotherThreadIsQueuedAndArrivesOnTheBridgeThr
     EXPECT_EQ(target->param("value"), "42");
     EXPECT_EQ(target->param("listener"), "bridge.target");
     EXPECT_EQ(target->param("listener-id"), std::to_string(target->getObjectId()));
+    // The bridge finds the procedure by the name the listener gave.
+    EXPECT_EQ(target->param("listener-proc"), "ping-params");
 }
 
 TEST_F(CNotifyServerTest, QueuedEventForADestroyedObjectIsDroppedAlsoWhenANewObjectTakesItsPath)
@@ -141,25 +143,20 @@ TEST_F(CNotifyServerTest, QueuedListenerErrorGoesToTheErrorWindow)
     EXPECT_EQ(reports[0].rfind("Kelmont Application Message|Late failure.", 0), 0u);
 }
 
-TEST_F(CNotifyServerTest, ReleaseChildBridgedDestroysTheChildOnlyAfterItsProcedureReturned)
+TEST_F(CNotifyServerTest, ReleaseChildBridgedIsQueuedUnderABridgeAndDirectOutsideOne)
 {
     CObject* parent = makeChild(bridge, "core:object", "parent");
     CObject* child = makeChild(parent, "core:object", "child");
-    CAttrMap params;
-    params.set(CString("sender"), CAttrValue(child->getFullName()));
-    bool isQueued = false;
-    ASSERT_EQ(takeMessage(CNotifyServer::postToObject(parent, CString("release-child-bridged"),
-                                                      params, isQueued)),
-              "");
-    EXPECT_TRUE(isQueued);
+    makeChild(child, "core:object", "inner");
+    ASSERT_EQ(takeMessage(child->releaseChildBridged()), "");
+    // Still there: the caller may be inside one of the child's own procedures.
     EXPECT_EQ(parent->getChildCount(), 1);
     ASSERT_TRUE(pumpUntil([&] { return parent->getChildCount() == 0; }));
-    // Outside any bridge nothing can be queued.
-    CObject* loose = makeChild(root, "core:object", "loose");
-    ASSERT_EQ(takeMessage(CNotifyServer::postToObject(loose, CString("release-child-bridged"),
-                                                      params, isQueued)),
-              "");
-    EXPECT_FALSE(isQueued);
+
+    CObject* looseParent = makeChild(root, "core:object", "loose");
+    CObject* looseChild = makeChild(looseParent, "core:object", "child");
+    ASSERT_EQ(takeMessage(looseChild->releaseChildBridged()), "");
+    EXPECT_EQ(looseParent->getChildCount(), 0);
 }
 
 TEST_F(CNotifyServerTest, ListenersOutsideAnyBridgeAreSkipped)

@@ -440,10 +440,10 @@ TEST_F(CObjectTest, ReleaseChildBridgedEndsTheChild)
 class CRecordingEventService : public CObject::CEventService
 {
 public:
-    CError* addListener(CObject*, const CClassInfo::EventEntry& proc, const CString& eventName,
-                        const CString& senderPath) override
+    CError* addListener(CObject*, const CClassInfo::EventEntry& proc, const CString& procName,
+                        const CString& eventName, const CString& senderPath) override
     {
-        calls.push_back("add " + text(senderPath) + " " + text(eventName) +
+        calls.push_back("add " + text(senderPath) + " " + text(eventName) + " " + text(procName) +
                         (proc.proc ? " plain" : " params"));
         return nullptr;
     }
@@ -474,8 +474,11 @@ TEST_F(CObjectTest, ListenersAreRecordedAndTakenOutOnDetach)
     CObject::destroyObject(knob);
     CObject::setEventService(nullptr);
     const std::vector<std::string> expected = {
-        "add /timer tick plain", "add ^ bye params", "send update from knob",
-        "remove /timer tick",    "remove ^ bye",
+        "add /timer tick ping plain",
+        "add ^ bye release-child-bridged params",
+        "send update from knob",
+        "remove /timer tick",
+        "remove ^ bye",
     };
     EXPECT_EQ(service.calls, expected);
     if (CDebugChannel::isCompiledIn())

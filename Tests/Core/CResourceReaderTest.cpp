@@ -3,6 +3,7 @@
 #include "Core/CResourceReader.h"
 #include "Core/CResourceTable.h"
 #include "Core/CString.h"
+#include "Support/CTempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -41,9 +42,6 @@ class CResourceReaderTest : public testing::Test
 protected:
     void SetUp() override
     {
-        char pattern[] = "/tmp/kel-res-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        folder = pattern;
         shadowedPath = folder + "/shadowed.bin";
         table[4].name = shadowedPath.c_str();
         std::ofstream(shadowedPath, std::ios::binary) << "from disk";
@@ -57,7 +55,6 @@ protected:
     {
         EXPECT_EQ(CAllocator::liveBlocks(), liveBefore) << "leaked blocks";
         CResourceTable::install(previous);
-        std::filesystem::remove_all(folder);
     }
 
     std::string readAll(CResourceReader& reader)
@@ -69,7 +66,8 @@ protected:
         return text;
     }
 
-    std::string folder;
+    test::CTempFolder temp{"kel-res"};
+    const std::string folder = temp.path();
     const CResourceEntry* previous = nullptr;
     int64_t liveBefore = 0;
 };

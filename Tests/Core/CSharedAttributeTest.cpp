@@ -4,6 +4,7 @@
 #include "Core/CGlobalSettings.h"
 #include "Core/CLocalData.h"
 #include "Core/CSharedAttribute.h"
+#include "Support/CTempFolder.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -23,9 +24,6 @@ protected:
     void SetUp() override
     {
         ensureApplication();
-        char pattern[] = "/tmp/kel-shared-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        folder = pattern;
         CGlobalData::get().useFolders(CString(folder.c_str()), CString());
         CLocalData::get().useFolders(CString(folder.c_str()), CString());
     }
@@ -34,7 +32,6 @@ protected:
         CGlobalData::get().reset();
         CLocalData::get().reset();
         CObject::setEventService(nullptr);
-        std::filesystem::remove_all(folder);
     }
 
     // A root with a bridge and one shared attribute below it; built on the calling thread.
@@ -47,7 +44,8 @@ protected:
         return made;
     }
 
-    std::string folder;
+    test::CTempFolder temp{"kel-shared"};
+    const std::string folder = temp.path();
 };
 
 TEST_F(CSharedAttributeTest, ValueComesFromTheStoreOrTheDefaultAndWritesGoBack)

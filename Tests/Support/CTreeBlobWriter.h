@@ -9,10 +9,9 @@
 namespace kel
 {
 
-// Test-side writer of the compiled tree form: builds a tree of nodes in memory and lays it out as
-// the runtime reads it (header, string offset table, strings, nodes). Strings are de-duplicated,
-// index 0 is the empty string. Template definitions carry their body node, whose tag is the
-// template's class tag.
+// Test-side builder of compiled trees: a tree of nodes made in a few chained calls, laid out by
+// the tree compiler's own writer (CCompiledTreeWriter), so the tests read exactly what the build
+// embeds. Template definitions carry their body node, whose tag is the template's class tag.
 //
 //     CTreeBlobWriter::Node root;
 //     root.add("core:object", "settings").attr("mode", "1");

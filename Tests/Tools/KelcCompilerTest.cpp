@@ -3,6 +3,7 @@
 #include "CCompiledTreeReader.h"
 #include "CCompiledTreeWriter.h"
 #include "CTreeCompiler.h"
+#include "Support/CTempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -23,20 +24,9 @@ using CAttrs = std::vector<std::pair<std::string, std::string>>;
 class KelcCompilerTest : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        char pattern[] = "/tmp/kel-kelc-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        folder = pattern;
-    }
-    void TearDown() override { std::filesystem::remove_all(folder); }
-
     std::string write(const std::string& name, const std::string& text)
     {
-        const std::string path = folder + "/" + name;
-        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-        std::ofstream(path, std::ios::binary) << text;
-        return path;
+        return temp.write(name, text);
     }
 
     // Compiles main.xml written from text; fails the test on an error.
@@ -68,7 +58,8 @@ protected:
         return message;
     }
 
-    std::string folder;
+    test::CTempFolder temp{"kel-kelc"};
+    const std::string folder = temp.path();
     CTreeCompiler compiler;
 };
 

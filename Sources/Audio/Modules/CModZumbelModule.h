@@ -69,7 +69,8 @@ public:
     // process-wide seed counter. The module then stands at the end of a fade-out with nothing
     // left to count, so its first act is to go idle and draw its first gap: nothing sounds before
     // the shortest period has passed. Marks the module for a full read.
-    [[nodiscard]] CError* setup(CDCDAWContext* dcdawContext, double sampleRateHz, int channels);
+    [[nodiscard]] CError* setup(CDCDAWContext* dcdawContext, double sampleRateHz,
+                                int channels) override;
     // The same with a given seed, for reproducible runs. The seeds of noise bursts then follow
     // from it too, instead of coming from the seed counter.
     [[nodiscard]] CError* setupWithSeed(CDCDAWContext* dcdawContext, double sampleRateHz,
@@ -77,14 +78,14 @@ public:
 
     // Full read: takes the values in the parameter slots as the snapshot. A running event is
     // dropped at once (no fade): the module goes idle and draws a new gap. [audio thread]
-    void readParams();
+    void readParams() override;
     // Writes the slots from `values`, then reads them fully.
     void setParams(const Params& values);
     const Params& getParams() const { return params; }
 
     // When the audio restarts: go idle and draw a new gap, without fading a running event.
     // Does nothing unless use-clear is set (the default). [audio thread]
-    void clear();
+    void clear() override;
     void setUseClear(bool enabled) { useClear = enabled; }
 
     // Whether the next frameCount frames pass untouched: idle, with the gap lasting beyond them.

@@ -1,7 +1,13 @@
 #include "Audio/VST/CAudioWrapperVST.h"
 
+#include "Audio/CAudioParamCreators.h"
+#include "Audio/CAudioParamRegistryCreators.h"
+#include "Audio/CAudioProcessCreators.h"
 #include "Audio/VST/CAudioWrapperVSTEditor.h"
 #include "Core/CAllocator.h"
+#include "Core/CApplication.h"
+#include "ProductResources.h"
+#include "UI/CUiCreators.h"
 
 #include <atomic>
 #include <cstddef>
@@ -41,6 +47,7 @@ CError* CAudioWrapperVST::create(VstHostCallback hostCallback, AEffect** effect,
     // A host that does not answer the version query predates the format; load nothing.
     if (!hostCallback || hostCallback(nullptr, kHostVersion, 0, 0, nullptr, 0.0f) == 0)
         return nullptr;
+    startApplication();
     auto* wrapper = new CAudioWrapperVST(hostCallback, intChannelCount);
     if (CError* error = wrapper->init())
     {
@@ -50,6 +57,19 @@ CError* CAudioWrapperVST::create(VstHostCallback hostCallback, AEffect** effect,
     }
     *effect = wrapper->getAeffect();
     return nullptr;
+}
+
+void CAudioWrapperVST::startApplication()
+{
+    if (CApplication::isInitialised())
+        return;
+    // The rows go in library order: the core's (the application's own), the audio side's, the
+    // interface's. A hook a library already added stays where it is.
+    CApplication::addCreatorRegistration(&registerAudioParamCreators);
+    CApplication::addCreatorRegistration(&registerAudioParamRegistryCreators);
+    CApplication::addCreatorRegistration(&registerAudioProcessCreators);
+    CApplication::addCreatorRegistration(&CUiCreators::registerAll);
+    CApplication::init(resources::kResourceTable, "SharedData.xml");
 }
 
 CAudioWrapperVST::CAudioWrapperVST(VstHostCallback hostCallback, int intChannelCount)

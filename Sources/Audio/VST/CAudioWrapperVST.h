@@ -42,6 +42,13 @@ public:
     [[nodiscard]] static CError* create(VstHostCallback hostCallback, AEffect** effect,
                                         int intChannelCount = kIntChannelCount);
 
+    // The process-wide framework under every instance: the creators of the core, the audio side
+    // and the interface, the product's embedded resources and the shared tree. Runs once per
+    // process (create calls it for the first instance); later calls return at once. A failure
+    // goes to the error window and the instances go on without a shared tree.
+    // [any thread; takes the application lock]
+    static void startApplication();
+
     CAudioWrapperVST(VstHostCallback hostCallback, int intChannelCount);
     ~CAudioWrapperVST() override;
 

@@ -4,8 +4,7 @@
 #include "Audio/VST/CAudioWrapperVST.h"
 #include "Audio/VST/VstInterface.h"
 #include "Core/CError.h"
-
-#include <cstdio>
+#include "Core/CSystem.h"
 
 namespace
 {
@@ -13,13 +12,11 @@ namespace
 AEffect* createPlugin(VstHostCallback host)
 {
     AEffect* effect = nullptr;
+    // The first instance also starts the application; the error window never blocks, so a host
+    // that scans plug-ins goes on.
     if (kel::CError* error = kel::CAudioWrapperVST::create(host, &effect))
     {
-        // Until the error window exists the reason goes to the host's console.
-        char text[4096];
-        error->formatChain(text, static_cast<int>(sizeof(text)));
-        std::fprintf(stderr, "Zumbel: the plug-in could not be loaded.\n%s\n", text);
-        delete error;
+        kel::CSystem::showError(error);
         return nullptr;
     }
     return effect;

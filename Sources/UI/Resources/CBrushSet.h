@@ -1,33 +1,29 @@
 #pragma once
 
 #include "Core/CArray.h"
-#include "Core/CCheckedObject.h"
+#include "Core/CDataSet.h"
 #include "Core/CError.h"
 
 namespace kel
 {
 
 class CBrush;
-class CInputStream;
-class COutputStream;
 
 // The pens of the interface, in file order; a view names the set with its attribute
 // `brush-set`. Stored form: u32 version (1), u32 brush count (at least 1), the brush records.
 // A version other than 1 or a count below 1 loads as an empty set.
-// Owns its brushes; loaded once during start-up, read-only afterwards. [ui thread]
-class CBrushSet : public CCheckedObject
+// Owns its brushes; loaded once during start-up (CDataSet::load), read-only afterwards. [ui thread]
+class CBrushSet : public CDataSet
 {
 public:
     static constexpr int kFormatVersion = 1;
 
     CBrushSet() = default;
-    CBrushSet(const CBrushSet&) = delete;
-    CBrushSet& operator=(const CBrushSet&) = delete;
     ~CBrushSet() override;
 
     // Replaces the contents.
-    [[nodiscard]] virtual CError* read(CInputStream& stream);
-    [[nodiscard]] virtual CError* write(COutputStream& stream) const;
+    [[nodiscard]] CError* read(CInputStream& stream) override;
+    [[nodiscard]] CError* write(COutputStream& stream) const override;
     void clear();
 
     int getBrushCount() const { return brushes.getCount(); }

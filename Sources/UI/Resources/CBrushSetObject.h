@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Core/CObject.h"
+#include "Core/CDataSetObject.h"
 #include "UI/Resources/CBrushSet.h"
 
 namespace kel
@@ -10,24 +10,17 @@ namespace kel
 // "brush-set" ("shared::bs.brushes"). Its attribute "file" names the resource, read when the node
 // is initialised; a short or damaged resource fails the initialisation.
 // Owns its CBrushSet, which lives as long as the node. [ui thread]
-class CBrushSetObject : public CObject
+class CBrushSetObject : public CDataSetObject
 {
 public:
-    CBrushSetObject();
-    ~CBrushSetObject() override;
-
-    static void registerClass(CClassInfo& info);
-
-    [[nodiscard]] CError* init() override;
-    // Reads the resource named by "file" now; a second call reads it again.
-    [[nodiscard]] virtual CError* loadNow();
-
     // Null until the resource has been read.
-    const CBrushSet* getBrushSet() const { return isLoaded ? &brushSet : nullptr; }
+    const CBrushSet* getBrushSet() const { return isLoaded() ? &brushSet : nullptr; }
+
+protected:
+    CDataSet& getDataSet() override { return brushSet; }
 
 private:
     CBrushSet brushSet;
-    bool isLoaded = false;
 };
 
 } // namespace kel

@@ -1,6 +1,5 @@
 #include "UI/Resources/CFontObject.h"
 
-#include "Core/CResourceReader.h"
 #include "UI/Resources/CFont.h"
 
 namespace kel
@@ -55,9 +54,7 @@ CError* CFontObject::initChilds()
         auto* face = new CFont();
         delete faces[style];
         faces[style] = face;
-        CResourceReader reader;
-        KEL_CHECK(reader.open(child->getAttrString("file")));
-        KEL_CHECK(face->read(reader));
+        KEL_CHECK(face->load(child->getAttrString("file")));
     }
     return nullptr;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Core/CArray.h"
-#include "Core/CCheckedObject.h"
+#include "Core/CDataSet.h"
 #include "Core/CError.h"
 #include "Core/CStringMap.h"
 
@@ -11,8 +11,6 @@ namespace kel
 {
 
 class CImage;
-class CInputStream;
-class COutputStream;
 
 // A set of images as a view draws them: named ranges of image numbers ("" is the default range)
 // and the images by number. Numbers are the authors' ids, not positions, so the array has holes.
@@ -21,8 +19,8 @@ class COutputStream;
 // Stored form: u32 version (1), u32 range count, the ranges ascending by name (string name,
 // i32 first, i32 last, both inclusive), u32 image count, the images ascending by number (i32
 // number, then the image). A version other than 1 loads as an empty set.
-// Owns its images; loaded once during start-up, read-only afterwards. [ui thread]
-class CImageSet : public CCheckedObject
+// Owns its images; loaded once during start-up (CDataSet::load), read-only afterwards. [ui thread]
+class CImageSet : public CDataSet
 {
 public:
     static constexpr int kFormatVersion = 1;
@@ -36,13 +34,11 @@ public:
     };
 
     CImageSet() = default;
-    CImageSet(const CImageSet&) = delete;
-    CImageSet& operator=(const CImageSet&) = delete;
     ~CImageSet() override;
 
     // Replaces the contents. On failure the set holds what was read up to the fault.
-    [[nodiscard]] virtual CError* read(CInputStream& stream);
-    [[nodiscard]] virtual CError* write(COutputStream& stream) const;
+    [[nodiscard]] CError* read(CInputStream& stream) override;
+    [[nodiscard]] CError* write(COutputStream& stream) const override;
     void clear();
 
     // False when there is no such range; controls then use the default range.

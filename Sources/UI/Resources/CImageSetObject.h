@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Core/CObject.h"
+#include "Core/CDataSetObject.h"
 #include "UI/Resources/CImageSet.h"
 
 namespace kel
@@ -10,24 +10,17 @@ namespace kel
 // resource ("../../../Gfx/Imagesets/knob.is"), read when the node is initialised, at the
 // interface scale of that moment; a short or damaged resource fails the initialisation.
 // Owns its CImageSet, which lives as long as the node; views keep pointers into it. [ui thread]
-class CImageSetObject : public CObject
+class CImageSetObject : public CDataSetObject
 {
 public:
-    CImageSetObject();
-    ~CImageSetObject() override;
-
-    static void registerClass(CClassInfo& info);
-
-    [[nodiscard]] CError* init() override;
-    // Reads the resource named by "file" now; a second call reads it again.
-    [[nodiscard]] virtual CError* loadNow();
-
     // Null until the resource has been read.
-    const CImageSet* getImageSet() const { return isLoaded ? &imageSet : nullptr; }
+    const CImageSet* getImageSet() const { return isLoaded() ? &imageSet : nullptr; }
+
+protected:
+    CDataSet& getDataSet() override { return imageSet; }
 
 private:
     CImageSet imageSet;
-    bool isLoaded = false;
 };
 
 } // namespace kel

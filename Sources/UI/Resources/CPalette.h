@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Core/CCheckedObject.h"
+#include "Core/CDataSet.h"
 #include "Core/CError.h"
 #include "Core/CString.h"
 #include "Core/CStringMap.h"
@@ -10,9 +10,6 @@
 
 namespace kel
 {
-
-class CInputStream;
-class COutputStream;
 
 // A named set of colours: every role name ("Button", "PanelText_Hover") with its CColor, plus the
 // gradients, names whose colour moves through a number of steps stored as "Name|0", "Name|1"...
@@ -24,24 +21,20 @@ class COutputStream;
 // ramps) in ascending byte order of the names, u32 gradient count, per gradient its name and an
 // i32 step count.
 //
-// A CPaletteObject owns the palette; it is read once at start and read-only afterwards, and the
-// views' colour tables point into it. [ui thread]
-class CPalette : public CCheckedObject
+// A CPaletteObject owns the palette and loads it (CDataSet::load); it is read once at start and
+// read-only afterwards, and the views' colour tables point into it. [ui thread]
+class CPalette : public CDataSet
 {
 public:
     static constexpr uint32_t kVersion = 1;
 
     CPalette();
     ~CPalette() override;
-    CPalette(const CPalette&) = delete;
-    CPalette& operator=(const CPalette&) = delete;
 
     // Clears both maps, then reads the .pal form. A version other than 1 is no error: the palette
     // stays empty. A short or damaged stream returns the stream's error.
-    [[nodiscard]] virtual CError* read(CInputStream& stream);
-    [[nodiscard]] virtual CError* write(COutputStream& stream) const;
-    // Nothing to prepare after reading; kept for the resource readers' common shape.
-    [[nodiscard]] virtual CError* prepare() { return nullptr; }
+    [[nodiscard]] CError* read(CInputStream& stream) override;
+    [[nodiscard]] CError* write(COutputStream& stream) const override;
 
     // The colour of name at a gradient position (phase 0.0 to 1.0, used only by gradient
     // names). Unknown names log "Color not found: '%s'" and answer the default colour.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Core/CObject.h"
+#include "Core/CDataSetObject.h"
 #include "UI/Resources/CPalette.h"
 
 namespace kel
@@ -11,24 +11,17 @@ namespace kel
 // the node is initialised; a short or damaged resource fails the initialisation.
 //
 // Owns its CPalette, which lives as long as the node; views keep pointers into it. [ui thread]
-class CPaletteObject : public CObject
+class CPaletteObject : public CDataSetObject
 {
 public:
-    CPaletteObject();
-    ~CPaletteObject() override;
-
-    static void registerClass(CClassInfo& info);
-
-    [[nodiscard]] CError* init() override;
-    // Reads the resource named by "file" now; a second call reads it again.
-    [[nodiscard]] virtual CError* loadNow();
-
     // Null until the resource has been read.
-    const CPalette* getPalette() const { return isLoaded ? &palette : nullptr; }
+    const CPalette* getPalette() const { return isLoaded() ? &palette : nullptr; }
+
+protected:
+    CDataSet& getDataSet() override { return palette; }
 
 private:
     CPalette palette;
-    bool isLoaded = false;
 };
 
 } // namespace kel

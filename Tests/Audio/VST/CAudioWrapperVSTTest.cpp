@@ -1,6 +1,10 @@
+#include "Audio/Converters/CAudioParamConverterGain.h"
 #include "Audio/VST/CAudioWrapperVST.h"
 #include "Audio/VST/CAudioWrapperVSTEditor.h"
 #include "Core/CAllocator.h"
+#include "Core/CApplication.h"
+#include "Core/CObject.h"
+#include "Core/CSystem.h"
 #include "Core/Platform/CLock.h"
 #include "Core/Platform/CThisThread.h"
 #include "Support/CFakeHost.h"
@@ -9,6 +13,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <string>
 #include <vector>
 
 namespace kel
@@ -16,7 +21,8 @@ namespace kel
 namespace
 {
 
-// Most tests run a stereo instance, as stereo hosts see it; the product's own count is tested apart.
+// Most tests run a stereo instance, as stereo hosts see it; the product's own count is tested
+// apart.
 AEffect* createEffect(CFakeHost& host, int intChannelCount = 2)
 {
     AEffect* effect = nullptr;
@@ -667,7 +673,7 @@ TEST(CAudioWrapperVSTHosts, HostWithoutVersionLoadsNothing)
 
 TEST(CAudioWrapperVSTHosts, ASessionLeavesNothingBehind)
 {
-    const int64_t liveBefore = CAllocator::liveBlocks();
+    const auto session = []
     {
         CFakeHost host;
         AEffect* effect = createEffect(host);
@@ -682,8 +688,46 @@ TEST(CAudioWrapperVSTHosts, ASessionLeavesNothingBehind)
         effect->processReplacing(effect, channels, channels, 1024);
         CFakeHost::dispatch(effect, kEffMainsChanged, 0, 0);
         EXPECT_EQ(CFakeHost::close(effect), 1);
-    }
+    };
+    // The first instance starts the application, whose shared tree and caches stay for the
+    // process; every later session gives back all it took.
+    session();
+    const int64_t liveBefore = CAllocator::liveBlocks();
+    session();
     EXPECT_EQ(CAllocator::liveBlocks(), liveBefore);
+}
+
+TEST(CAudioWrapperVSTHosts, FirstInstanceStartsTheApplicationWhichLaterInstancesShare)
+{
+    static std::vector<std::string> reports;
+    reports.clear();
+    CSystem::setErrorPresenter([](const char*, const char*, const char* details, void*)
+                               { reports.push_back(details); },
+                               nullptr);
+    CFakeHost firstHost;
+    AEffect* first = createEffect(firstHost);
+    ASSERT_NE(first, nullptr);
+    CSystem::setErrorPresenter(nullptr, nullptr);
+    EXPECT_TRUE(reports.empty()) << reports.front();
+
+    CObject* shared = CApplication::getSharedObject();
+    ASSERT_NE(shared, nullptr);
+    const CObject* project = shared->findObject(CString("project"));
+    ASSERT_NE(project, nullptr);
+    EXPECT_TRUE(project->getAttrString(CString("app-name")) == "Zumbel");
+    // The audio side's rows were registered before the tree was read; the interface's too.
+    EXPECT_NE(
+        dynamic_cast<CAudioParamConverterGain*>(shared->findObject(CString("audio.paramcvt.gain"))),
+        nullptr);
+    EXPECT_TRUE(CObject::hasCreator(CString("palette")));
+    EXPECT_TRUE(CObject::hasCreator(CString("core:timer")));
+
+    CFakeHost secondHost;
+    AEffect* second = createEffect(secondHost);
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(CApplication::getSharedObject(), shared);
+    CFakeHost::close(second);
+    CFakeHost::close(first);
 }
 
 TEST(CAudioWrapperVSTWildcard, MatchesStarsAndQuestionMarksIgnoringCase)

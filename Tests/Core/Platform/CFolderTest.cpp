@@ -1,6 +1,7 @@
 #include "Core/CString.h"
 #include "Core/Platform/CFolder.h"
 #include "Core/Platform/CFolderScan.h"
+#include "Support/CTempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -56,14 +57,8 @@ private:
 class CFolderTest : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        char pattern[] = "/tmp/kel-folder-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        root = pattern;
-    }
-    void TearDown() override { std::filesystem::remove_all(root); }
-    std::string root;
+    test::CTempFolder temp{"kel-folder"};
+    const std::string root = temp.path();
 };
 } // namespace
 

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Audio/CAudioProcessDefBase.h"
+
+namespace kel
+{
+
+// The definition of the bypass process (tag audio:modBypass): two inputs, parameters `enable` and
+// `group-solo`, `xfade-length`. Makes a CModBypass. [the tree's thread; read-only afterwards]
+class CModBypassDef : public CAudioProcessDefBase
+{
+public:
+    CModBypassDef() = default;
+
+    static void registerClass(CClassInfo& info);
+    [[nodiscard]] CError* createProcess(CAudioProcessBase*& out) const override;
+};
+
+} // namespace kel

@@ -1,0 +1,28 @@
+#include "Core/CDataSetObject.h"
+
+#include "Core/CDataSet.h"
+
+namespace kel
+{
+
+void CDataSetObject::registerClass(CClassInfo& info)
+{
+    CObject::registerClass(info);
+}
+
+CError* CDataSetObject::init()
+{
+    KEL_CHECK(CObject::init());
+    KEL_CHECK(loadNow());
+    return nullptr;
+}
+
+CError* CDataSetObject::loadNow()
+{
+    loaded = false;
+    KEL_CHECK(getDataSet().load(getAttrString("file")));
+    loaded = true;
+    return nullptr;
+}
+
+} // namespace kel
