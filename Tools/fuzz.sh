@@ -6,7 +6,7 @@
 #
 #   Tools/fuzz.sh [SECONDS] [TARGET...]
 #
-# Targets: read_string read_compressed_data text_reader object_tree compiled_tree (the list of
+# Targets: read_string read_compressed_data text_reader object_tree compiled_tree preset_bank (the list of
 # Tests/Fuzz/CMakeLists.txt).
 #
 # KEL_FUZZ_BUILD sets the build folder (default build-fuzz), KEL_FUZZ_JOBS the build's jobs.
@@ -20,7 +20,7 @@ if [[ $# -gt 0 && "$1" =~ ^[0-9]+$ ]]; then
     seconds="$1"
     shift
 fi
-all_targets=(read_string read_compressed_data text_reader object_tree compiled_tree)
+all_targets=(read_string read_compressed_data text_reader object_tree compiled_tree preset_bank)
 targets=("$@")
 [[ ${#targets[@]} -eq 0 ]] && targets=("${all_targets[@]}")
 for target in "${targets[@]}"; do

@@ -1,6 +1,11 @@
 // The compiled interface graphics, as the build embeds them, read by the runtime classes.
 
+#include "Core/CAllocator.h"
 #include "Core/CFileReader.h"
+#include "Core/Platform/CThisThread.h"
+#include "Support/CMallocCounter.h"
+#include "UI/CLinearBitmap.h"
+#include "UI/Resources/CColor.h"
 #include "UI/Resources/CBrush.h"
 #include "UI/Resources/CBrushSet.h"
 #include "UI/Resources/CFont.h"
@@ -123,4 +128,36 @@ TEST(CImageSetResourcesTest, BrushSetHasAnEmptyBrushAndTwoDots)
     ASSERT_NE(nullptr, tile);
     EXPECT_EQ(255, tile[2 * 6 + 2]);
     EXPECT_EQ(0, tile[5 * 6 + 5]);
+}
+
+// The interface draws at 40 frames a second: drawing must not touch the allocator at all.
+TEST(CImageSetResourcesTest, DrawingEveryKnobFrameAllocatesNothing)
+{
+    CUiScale::set(1.0);
+    CImageSet knob;
+    load(kGfx + "Imagesets/knob.is", knob);
+    CLinearBitmap bitmap;
+    ASSERT_EQ(nullptr, bitmap.resize(128, 128));
+    CColor color;
+    color.setFlat(200, 120, 40);
+    const CLinearBitmap::Rect clip{0, 0, 100, 90};
+
+    CAllocator::watchThread(CThisThread::id());
+    kel::test::CMallocCounter::watchThisThread();
+    for (int i = 0; i < knob.getImageCount(); ++i)
+    {
+        const CImage* frame = knob.getImage(i);
+        if (!frame)
+            continue;
+        for (int slot = 0; slot < frame->getLayerCount(); ++slot)
+            for (double opacity : {1.0, 0.5})
+                bitmap.drawLayer(*frame->getLayer(slot), 10 - slot, 20 - 2 * slot, clip, &color,
+                                 opacity);
+    }
+    kel::test::CMallocCounter::stopWatching();
+    const uint64_t allocations = CAllocator::watchedAllocations();
+    CAllocator::watchThread(0);
+    EXPECT_EQ(0u, allocations);
+    EXPECT_EQ(0u, kel::test::CMallocCounter::count());
+    EXPECT_NE(0u, bitmap.getPixel(40, 50)); // something was drawn
 }
