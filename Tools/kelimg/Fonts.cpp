@@ -82,9 +82,9 @@ bool compileFonts(const std::string& outDir)
     if (FT_Init_FreeType(&library))
         return false;
     bool ok = true;
-    for (const FaceSpec& spec : kFaces)
+    for (const FaceSpec& faceDef : kFaces)
     {
-        const std::string path = std::string(KEL_DEJAVU_DIR) + "/" + spec.fontFile;
+        const std::string path = std::string(KEL_DEJAVU_DIR) + "/" + faceDef.fontFile;
         FT_Face face = nullptr;
         if (FT_New_Face(library, path.c_str(), 0, &face))
         {
@@ -96,9 +96,9 @@ bool compileFonts(const std::string& outDir)
         for (int v = 0; v < 3; ++v)
         {
             FT_Set_Char_Size(
-                face, 0, static_cast<FT_F26Dot6>(std::lround(spec.pixelSize * kScales[v] * 64.0)),
+                face, 0, static_cast<FT_F26Dot6>(std::lround(faceDef.pixelSize * kScales[v] * 64.0)),
                 72, 72);
-            FT_Matrix narrow = {static_cast<FT_Fixed>(std::lround(spec.widthScale * 65536.0)), 0, 0,
+            FT_Matrix narrow = {static_cast<FT_Fixed>(std::lround(faceDef.widthScale * 65536.0)), 0, 0,
                                 0x10000};
             FT_Set_Transform(face, &narrow, nullptr);
             for (int code = 32; code <= 969; ++code)
@@ -122,10 +122,10 @@ bool compileFonts(const std::string& outDir)
         ByteWriter out;
         out.u32(1);
         writeImageSet(out, set);
-        out.i32(spec.lineHeight);
-        out.i32(spec.lineAbove);
-        out.i32(spec.lineBelow);
-        ok = saveFile(outDir + "/" + spec.fileName, out.bytes) && ok;
+        out.i32(faceDef.lineHeight);
+        out.i32(faceDef.lineAbove);
+        out.i32(faceDef.lineBelow);
+        ok = saveFile(outDir + "/" + faceDef.fileName, out.bytes) && ok;
     }
     FT_Done_FreeType(library);
     return ok;

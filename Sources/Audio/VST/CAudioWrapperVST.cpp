@@ -1,5 +1,8 @@
 #include "Audio/VST/CAudioWrapperVST.h"
 
+#include "Audio/CAudioExtParam.h"
+#include "Audio/CAudioExtParamCreators.h"
+#include "Audio/CAudioExtParamList.h"
 #include "Audio/CAudioParamCreators.h"
 #include "Audio/CAudioParamRegistryCreators.h"
 #include "Audio/CAudioProcessCreators.h"
@@ -27,6 +30,13 @@ constexpr const char* kProgramName = "Default";
 char lowerAscii(char c)
 {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// The host's fields for a parameter's name, unit and value hold 7 characters and a terminator.
+void copyParamText(char* dest, const CString& text)
+{
+    if (dest)
+        text.toUtf8(dest, kVstParamTextBytes);
 }
 
 size_t arrangementBytes(int32_t channels)
@@ -68,6 +78,7 @@ void CAudioWrapperVST::startApplication()
     CApplication::addCreatorRegistration(&registerAudioParamCreators);
     CApplication::addCreatorRegistration(&registerAudioParamRegistryCreators);
     CApplication::addCreatorRegistration(&registerAudioProcessCreators);
+    CApplication::addCreatorRegistration(&registerAudioExtParamCreators);
     CApplication::addCreatorRegistration(&CUiCreators::registerAll);
     CApplication::init(resources::kResourceTable, "SharedData.xml");
 }
@@ -81,6 +92,9 @@ CAudioWrapperVST::CAudioWrapperVST(VstHostCallback hostCallback, int intChannelC
 CAudioWrapperVST::~CAudioWrapperVST()
 {
     startupDone = false;
+    if (extParams)
+        extParams->attachHost(nullptr);
+    extParams = nullptr;
     setEditor(nullptr);
     freeArrangement(inputArrangement);
     freeArrangement(outputArrangement);
@@ -105,7 +119,12 @@ CError* CAudioWrapperVST::init()
 
     setUniqueID(static_cast<int32_t>(kPluginCode));
     setNumPrograms(1);
-    setNumParams(0);
+    if (CObject* plugin = getPluginObject())
+        extParams =
+            dynamic_cast<CAudioExtParamList*>(plugin->findObject(CString(".ext-param-list")));
+    setNumParams(extParams ? extParams->getCount() : 0);
+    if (extParams)
+        extParams->attachHost(this);
     setVersion(getVendorVersion());
     programsAreChunks(true);
     canProcessReplacing(true);
@@ -218,15 +237,23 @@ void CAudioWrapperVST::processAudio(Sample** inputs, Sample** outputs, int32_t f
         ioChanged();
 }
 
-void CAudioWrapperVST::setParameter(int32_t /*index*/, float /*valueNorm*/)
+CAudioExtParam* CAudioWrapperVST::extParamAt(int32_t index) const
 {
-    // The host parameters are not there yet, so every index is out of range and ignored. Whatever
-    // comes here later must not call the host: hosts call this holding their own locks.
+    return extParams ? extParams->getParam(index) : nullptr;
 }
 
-float CAudioWrapperVST::getParameter(int32_t /*index*/)
+void CAudioWrapperVST::setParameter(int32_t index, float valueNorm)
 {
-    return 0.0f;
+    // Hosts call this holding their own locks: the change goes to the instance and nothing of it
+    // comes back to the host (the host parameter knows the value as its own).
+    if (CAudioExtParam* param = extParamAt(index))
+        param->setValue(valueNorm);
+}
+
+float CAudioWrapperVST::getParameter(int32_t index)
+{
+    const CAudioExtParam* param = extParamAt(index);
+    return param ? static_cast<float>(param->getValue()) : 0.0f;
 }
 
 void CAudioWrapperVST::setProgram(int32_t program)
@@ -253,19 +280,22 @@ bool CAudioWrapperVST::getProgramNameIndexed(int32_t /*category*/, int32_t index
     return true;
 }
 
-void CAudioWrapperVST::getParameterLabel(int32_t /*index*/, char* label)
+void CAudioWrapperVST::getParameterLabel(int32_t index, char* label)
 {
-    copyText(label, "", kVstParamTextBytes);
+    const CAudioExtParam* param = extParamAt(index);
+    copyParamText(label, param ? param->getLabel() : CString());
 }
 
-void CAudioWrapperVST::getParameterDisplay(int32_t /*index*/, char* text)
+void CAudioWrapperVST::getParameterDisplay(int32_t index, char* text)
 {
-    copyText(text, "", kVstParamTextBytes);
+    const CAudioExtParam* param = extParamAt(index);
+    copyParamText(text, param ? param->getDisplay() : CString());
 }
 
-void CAudioWrapperVST::getParameterName(int32_t /*index*/, char* text)
+void CAudioWrapperVST::getParameterName(int32_t index, char* text)
 {
-    copyText(text, "", kVstParamTextBytes);
+    const CAudioExtParam* param = extParamAt(index);
+    copyParamText(text, param ? param->getExtName() : CString());
 }
 
 int32_t CAudioWrapperVST::getChunk(void** data, bool isPreset)
@@ -460,11 +490,19 @@ int32_t CAudioWrapperVST::getVendorVersion()
     return (kVersionMajor << 16) | (kVersionMinor << 8) | kVersionMicro;
 }
 
-intptr_t CAudioWrapperVST::vendorSpecific(int32_t index, intptr_t value, void* /*ptr*/, float opt)
+intptr_t CAudioWrapperVST::vendorSpecific(int32_t index, intptr_t value, void* ptr, float opt)
 {
     if (index == kWheelIndex && value == kWheelValue)
         return editor && editor->onWheel(opt) ? 1 : 0;
-    // kFormatValueIndex formats a host parameter's value; there are none yet.
+    if (index == kFormatValueIndex && ptr && value >= 0 && value < getNumParams())
+    {
+        // The host's own read-out of any value (opt, 0..1) of a parameter.
+        if (const CAudioExtParam* param = extParamAt(static_cast<int32_t>(value)))
+        {
+            copyParamText(static_cast<char*>(ptr), param->formatValue(opt));
+            return 1;
+        }
+    }
     return 0;
 }
 
@@ -487,6 +525,11 @@ void CAudioWrapperVST::hostAutomate(int index, float valueNorm)
 {
     if (startupDone)
         callHost(kHostAutomate, index, 0, nullptr, valueNorm);
+}
+
+void CAudioWrapperVST::onExtParamChange(int index, double valueNorm)
+{
+    hostAutomate(index, static_cast<float>(valueNorm));
 }
 
 void CAudioWrapperVST::hostBeginEdit(int index)

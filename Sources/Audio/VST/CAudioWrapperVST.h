@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Audio/CAudioExtParamHostBridge.h"
 #include "Audio/CAudioWrapper.h"
 #include "Audio/VST/AudioEffectX.h"
 #include "Core/CError.h"
@@ -10,16 +11,21 @@
 namespace kel
 {
 
+class CAudioExtParam;
+class CAudioExtParamList;
+
 // The VST 2 face of one plug-in instance: the effect the host talks to (AudioEffectX) and the
 // format-independent instance (CAudioWrapper) in one object. It learns the host's identity and
 // quirks at start-up, turns the host's calls into the instance's operations and reaches the
-// host for the instance through its hooks.
+// host for the instance through its hooks. The host's parameters are the instance's
+// ext-param-list, by position; a change the user makes reaches the host as one automation call,
+// after the parameter's lock is left, and a change from the host is never sent back to it.
 //
 // Created by create() from the entry points; deleted by the host's kEffClose, which deletes the
 // editor first, then the VST layer's own records, then the instance. Threads: the host's audio
 // thread runs process, resume and suspend (serialised by the sync lock for the hosts that need
 // it); its interface thread runs the rest. The effect's own lock guards the channel names.
-class CAudioWrapperVST : public AudioEffectX, public CAudioWrapper
+class CAudioWrapperVST : public AudioEffectX, public CAudioWrapper, public CAudioExtParamHostBridge
 {
 public:
     static constexpr int kChannelNameBytes = 64;
@@ -96,6 +102,9 @@ public:
     void hostBeginEdit(int index) override;
     void hostEndEdit(int index) override;
     void hostUpdateDisplay() override;
+    // A host parameter changed by anything but the host: its automation call. [any thread; no
+    // parameter lock held]
+    void onExtParamChange(int index, double valueNorm) override;
 
     // What start-up learnt of the host.
     int32_t getHostVersion() const { return hostVersion; }
@@ -123,10 +132,14 @@ private:
     // Names channels "IN n"/"OUT n", or by the arrangement's speaker names. Caller holds
     // effectLock.
     void fillChannelNames();
+    // The host parameter at index, or null outside the list.
+    CAudioExtParam* extParamAt(int32_t index) const;
     static VstSpeakerArrangement* copyArrangement(const VstSpeakerArrangement* source);
     static void freeArrangement(VstSpeakerArrangement*& arrangement);
 
     CLock* syncLock = nullptr;
+    // Not owned: part of the instance's tree, which outlives this layer's use of it.
+    CAudioExtParamList* extParams = nullptr;
     mutable CLock effectLock;
     VstSpeakerArrangement* inputArrangement = nullptr;
     VstSpeakerArrangement* outputArrangement = nullptr;

@@ -129,7 +129,7 @@ TEST_F(CAudioWrapperVSTTest, StartUpPublishesIdentityCountsAndFlags)
 {
     EXPECT_EQ(effect->uniqueID, 0x4B5A6D62);
     EXPECT_EQ(effect->numPrograms, 1);
-    EXPECT_EQ(effect->numParams, 0);
+    EXPECT_EQ(effect->numParams, 6);
     EXPECT_EQ(effect->numInputs, 2);
     EXPECT_EQ(effect->numOutputs, 2);
     EXPECT_EQ(effect->flags, kEffectFlagHasEditor | kEffectFlagCanReplacing |
@@ -179,9 +179,9 @@ TEST_F(CAudioWrapperVSTTest, StringAnswersAreCutToTheirBuffers)
         {kEffGetVendorString, kVstVendorStringBytes, "Kelmont"},
         {kEffGetProductString, kVstProductStringBytes, "Kelmont Zumbel"},
         {kEffGetProgramName, kVstProgramNameBytes, "Default"},
-        {kEffGetParamName, kVstParamTextBytes, ""},
+        {kEffGetParamName, kVstParamTextBytes, "Bypass"},
         {kEffGetParamLabel, kVstParamTextBytes, ""},
-        {kEffGetParamDisplay, kVstParamTextBytes, ""},
+        {kEffGetParamDisplay, kVstParamTextBytes, "Off"},
     };
     for (const Case& c : cases)
     {

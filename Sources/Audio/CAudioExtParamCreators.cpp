@@ -1,0 +1,25 @@
+#include "Audio/CAudioExtParamCreators.h"
+
+#include "Audio/CAudioCCTable.h"
+#include "Audio/CAudioExtParam.h"
+#include "Audio/CAudioExtParamList.h"
+
+namespace kel
+{
+
+CError* registerAudioExtParamCreators()
+{
+    static const CCreatorRow rows[] = {
+        CCreatorRow::of<CAudioExtParam>("audio:ext-param"),
+        CCreatorRow::of<CAudioExtParamList>("audio:ext-param-list"),
+        CCreatorRow::of<CAudioCCTable>("audio:cctable"),
+    };
+    for (const CCreatorRow& row : rows)
+    {
+        if (!CObject::hasCreator(CString(row.tag)))
+            KEL_CHECK(CObject::registerCreators(&row, 1));
+    }
+    return nullptr;
+}
+
+} // namespace kel
