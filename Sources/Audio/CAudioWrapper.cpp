@@ -1,8 +1,16 @@
 #include "Audio/CAudioWrapper.h"
 
+#include "Audio/CAudioCCTable.h"
 #include "Audio/CAudioEnv.h"
+#include "Audio/CAudioExtParamList.h"
+#include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamCollector.h"
+#include "Audio/CAudioPreset.h"
+#include "Audio/CAudioPresetBank.h"
 #include "Audio/CAudioProcess.h"
+#include "Audio/CAudioExtParamCreators.h"
+#include "Audio/CAudioParamCreators.h"
+#include "Audio/CAudioParamRegistryCreators.h"
 #include "Audio/CAudioProcessCreators.h"
 #include "Audio/CAudioProcessDef.h"
 #include "Audio/CAudioProcessPort.h"
@@ -13,7 +21,13 @@
 #include "Audio/Modules/CModZumbel.h"
 #include "Audio/Modules/CModZumbelModule.h"
 #include "Core/CApplication.h"
+#include "Core/CByteBuffer.h"
+#include "Core/CGlobalData.h"
+#include "Core/CLocalData.h"
+#include "Core/CMemoryReader.h"
+#include "Core/CMemoryWriteBuffer.h"
 #include "Core/CObject.h"
+#include "Core/CSystem.h"
 #include "Core/Platform/CFloatModeGuard.h"
 
 #include <cstring>
@@ -44,12 +58,113 @@ int clampUsed(int count, int limit)
         return 0;
     return count > limit ? limit : count;
 }
+
+// Parameters whose value is a process-wide setting, and the store each lives in.
+struct GlobalParamRow
+{
+    const char* paramName;
+    const char* key;
+    bool inGlobalStore;
+};
+constexpr GlobalParamRow kGlobalParamRows[] = {
+    {"plugin.modMain.meter-rmstime", "integration-time", false},
+    {"plugin.modMain.meter-releasetime", "release-time", false},
+    {"plugin.modMain.meter-peaktime", "peak-level-hold-time", false},
+    {"plugin.modMain.denorm-enable", "denorm-enable", true},
+};
+
+// A process-wide setting as text; empty when it is missing or cannot be read.
+CString readSetting(CApplicationData& store, const char* key)
+{
+    CString text;
+    if (CError* error = store.readString(CString(key), text))
+    {
+        delete error;
+        return CString();
+    }
+    return text;
+}
+
+// Parses a decimal number made of digits only; false for anything else or too many digits.
+bool parseDecimal(const char* text, size_t length, int& out)
+{
+    if (length == 0 || length > 6)
+        return false;
+    int value = 0;
+    for (size_t n = 0; n < length; ++n)
+    {
+        if (text[n] < '0' || text[n] > '9')
+            return false;
+        value = value * 10 + (text[n] - '0');
+    }
+    out = value;
+    return true;
+}
 } // namespace
+
+// ---- CGlobalParam ----
+
+CAudioWrapper::CGlobalParam::CGlobalParam(CAudioParam& boundParam, CApplicationData& settingsStore,
+                                          const char* settingsKey)
+    : param(boundParam), store(settingsStore), key(settingsKey)
+{
+    CAudioParamContext context(this);
+    CAudioParam::CGuard guard(param, &context);
+    param.addListener(this, context, &guard);
+}
+
+CAudioWrapper::CGlobalParam::~CGlobalParam()
+{
+    param.removeListener(this);
+}
+
+void CAudioWrapper::CGlobalParam::applyStored()
+{
+    const CString text = readSetting(store, key);
+    if (text.isEmpty())
+        return;
+    double value = 0.0;
+    if (!text.parseDouble(value))
+        return;
+    CAudioParamContext context(this);
+    param.setValue(0, 0, value, context);
+}
+
+void CAudioWrapper::CGlobalParam::onParamChange(CAudioParam& changed,
+                                                const CAudioParamChange& change,
+                                                CAudioParamContext& context,
+                                                const CAudioParam::CGuard& held)
+{
+    if (context.origin == this || change.group == CAudioParamChange::kDefinitionGroup)
+        return;
+    // The store does file I/O: it runs once the parameter's lock is left.
+    context.addDeferred(this, changed.getValue(0, 0, &held));
+}
+
+void CAudioWrapper::CGlobalParam::onDeferredValue(double value)
+{
+    if (CError* error = store.writeString(CString(key), CString::fromDouble(value)))
+        CSystem::showError(error);
+}
+
+// ---- CProgramChangeBridge ----
+
+void CAudioWrapper::CProgramChangeBridge::onRegistryChanged(CAudioParamRegistry& /*registry*/,
+                                                            const void* origin)
+{
+    // The host asked for this change itself; it knows.
+    if (origin != static_cast<const void*>(&wrapper))
+        wrapper.hostUpdateDisplay();
+}
 
 CAudioWrapper::CAudioWrapper()
 {
-    // Names the graph's registration, so that the library's hook comes along with this object.
+    // Names the registrations of what the instance's tree holds, so that the library's hooks
+    // come along with this object.
+    CApplication::addCreatorRegistration(&registerAudioParamCreators);
+    CApplication::addCreatorRegistration(&registerAudioParamRegistryCreators);
     CApplication::addCreatorRegistration(&registerAudioProcessCreators);
+    CApplication::addCreatorRegistration(&registerAudioExtParamCreators);
 }
 
 CAudioWrapper::~CAudioWrapper()
@@ -59,6 +174,17 @@ CAudioWrapper::~CAudioWrapper()
 
 void CAudioWrapper::teardown()
 {
+    // Deferred kernel work may name the processes' buffers: it runs before they go.
+    if (CDCDAWContext* context = getContext())
+        context->runDeferred();
+    if (progChangeBridgeAdded && paramRegistry)
+        paramRegistry->removeListener(&progChangeBridge);
+    progChangeBridgeAdded = false;
+    for (CGlobalParam*& global : globalParams)
+    {
+        delete global;
+        global = nullptr;
+    }
     // The processes give their buffers back to the context, which the tree owns: they go first.
     delete modOutput;
     modOutput = nullptr;
@@ -66,6 +192,8 @@ void CAudioWrapper::teardown()
     modMain = nullptr;
     zumbel = nullptr;
     bypass = nullptr;
+    hostOversamplingParam = hostOfflineParam = hostLatencyChangeParam = nullptr;
+    hostBpmParam = bypassParam = nullptr;
     if (rootObject)
         CApplication::destroyRootObject(rootObject);
     rootObject = nullptr;
@@ -73,26 +201,48 @@ void CAudioWrapper::teardown()
     contextObject = nullptr;
     audioEnv = nullptr;
     paramCollector = nullptr;
+    vizCollector = nullptr;
+    interfaceBase = nullptr;
+    extParamList = nullptr;
+    ccTable = nullptr;
+    paramRegistry = nullptr;
+    modMainDef = nullptr;
+    modOutputDef = nullptr;
     graphChannels = 0;
+    delete chunkBuffer;
+    chunkBuffer = nullptr;
 }
 
 CError* CAudioWrapper::init()
 {
     if (initialised)
         return nullptr;
-    if (CError* error = buildTree())
+    CError* error = buildTree();
+    if (!error)
+        error = readIdentity();
+    if (!error)
+        error = findParts();
+    if (!error)
+        error = buildGraph();
+    if (!error)
+        error = bindGlobalParams();
+    if (error)
     {
         teardown();
         return error;
     }
-    if (CError* error = buildGraph())
-    {
-        teardown();
-        return error;
-    }
+    resolveHostParams();
+    paramRegistry->addListener(&progChangeBridge);
+    progChangeBridgeAdded = true;
+
+    setChannelCount(intChannelCount);
     layoutChanged = true;
     latencyStable = false;
     ioChangePending = false;
+    sideChannels = 0;
+    CString level = readSetting(CGlobalData::get(), "oversampling-level");
+    int32_t levelValue = 1;
+    oversamplingLevel = !level.isEmpty() && level.parseInt(levelValue) ? levelValue : 1;
     force2ch = readBoolSetting("force-2ch", "0");
     initialised = true;
     return nullptr;
@@ -104,9 +254,102 @@ CError* CAudioWrapper::buildTree()
     CObject* made = nullptr;
     KEL_CHECK(rootObject->createChild(CString("plugin"), CString("plugin"), made));
     KEL_CHECK(rootObject->findObjectChecked(CString("plugin"), pluginObject));
-    KEL_CHECK(pluginObject->findObjectChecked(CString(".dcdaw-context"), contextObject));
-    KEL_CHECK(pluginObject->findObjectChecked(CString(".audio-env"), audioEnv));
-    KEL_CHECK(pluginObject->findObjectChecked(CString(".param-collector"), paramCollector));
+    hasSidechain = pluginObject->getAttrBool(CString("sidechain"));
+    return nullptr;
+}
+
+CError* CAudioWrapper::readIdentity()
+{
+    CObject* project = nullptr;
+    KEL_CHECK(pluginObject->findObjectChecked(CString("shared::project"), project));
+    pluginName = project->getAttrString(CString("app-name"));
+    if (pluginName.isEmpty())
+        return KEL_ERROR("@kelstr_CAudioWrapper_init_PluginNameEmpty Plug-in name is empty.");
+    vendorName = project->getAttrString(CString("app-vendor"));
+    if (vendorName.isEmpty())
+        return KEL_ERROR("@kelstr_CAudioWrapper_init_VendorNameEmpty Vendor name is empty.");
+    useHostBpm = pluginObject->getAttrBool(CString("use-host-bpm"));
+
+    const int32_t channels = pluginObject->getAttrInt(CString("plugin-intchannel-count"));
+    if (channels < 1 || channels > kMaxChannels)
+        return KEL_ERROR("@kelstr_CAudioWrapper_init_InvalidIntChannelCount Invalid "
+                         "'plugin-intchannel-count' attribute value.");
+    intChannelCount = channels;
+    const int32_t groups = pluginObject->getAttrInt(CString("plugin-group-count"));
+    if (groups < 1 || groups > CAudioProcessTerminal::kMaxGroups)
+        return KEL_ERROR("@kelstr_CAudioWrapper_init_InvalidGroupCount Invalid "
+                         "'plugin-group-count' attribute value.");
+    groupCount = groups;
+
+    KEL_CHECK(acquirePluginCode(project->getAttrString(CString("plugin-code")), pluginCode));
+    KEL_CHECK(parseVersion(project->getAttrString(CString("app-version")), versionMajor,
+                           versionMinor, versionMicro));
+    return nullptr;
+}
+
+CError* CAudioWrapper::acquirePluginCode(const CString& text, uint32_t& outCode)
+{
+    char bytes[8] = {};
+    if (text.getLength() != 4 || text.isWide())
+        return KEL_ERROR("@kelstr_CAudioWrapper_acquirePluginCode_PluginCodeError Invalid plug-in "
+                         "code in string '%1'.",
+                         text);
+    text.toUtf8(bytes, sizeof(bytes));
+    uint32_t code = 0;
+    for (int n = 0; n < 4; ++n)
+        code = (code << 8) | static_cast<uint8_t>(bytes[n]);
+    outCode = code;
+    return nullptr;
+}
+
+CError* CAudioWrapper::parseVersion(const CString& text, int& outMajor, int& outMinor,
+                                    int& outMicro)
+{
+    char buffer[64] = {};
+    int numbers[3] = {0, 0, 0};
+    int count = 0;
+    bool ok = !text.isWide() && text.getLength() > 0 && text.getLength() < 32;
+    if (ok)
+    {
+        text.toUtf8(buffer, sizeof(buffer));
+        const char* piece = buffer;
+        for (;;)
+        {
+            const char* dot = std::strchr(piece, '.');
+            const size_t length = dot ? static_cast<size_t>(dot - piece) : std::strlen(piece);
+            if (count == 3 || !parseDecimal(piece, length, numbers[count]))
+            {
+                ok = false;
+                break;
+            }
+            ++count;
+            if (!dot)
+                break;
+            piece = dot + 1;
+        }
+    }
+    if (!ok || count < 2)
+        return KEL_ERROR("@kelstr_CAudioWrapper_parseVersion_InvalidVersion Invalid version "
+                         "specification in string '%1'.",
+                         text);
+    outMajor = numbers[0];
+    outMinor = numbers[1];
+    outMicro = numbers[2];
+    return nullptr;
+}
+
+CError* CAudioWrapper::findParts()
+{
+    KEL_CHECK(pluginObject->findObjectChecked(CString("plugin.dcdaw-context"), contextObject));
+    KEL_CHECK(pluginObject->findObjectChecked(CString("plugin.audio-env"), audioEnv));
+    KEL_CHECK(pluginObject->findObjectChecked(CString("plugin.param-collector"), paramCollector));
+    KEL_CHECK(pluginObject->findObjectChecked(CString("plugin.viz-collector"), vizCollector));
+    KEL_CHECK(pluginObject->findObjectChecked(CString("plugin.interface-base"), interfaceBase));
+    KEL_CHECK(pluginObject->findObjectChecked(CString("plugin.ext-param-list"), extParamList));
+    KEL_CHECK(pluginObject->findObjectChecked(CString("plugin.cctable"), ccTable));
+    KEL_CHECK(pluginObject->findObjectChecked(CString("plugin.param-registry"), paramRegistry));
+    KEL_CHECK(pluginObject->findObjectChecked(CString("shared::audio.modMain"), modMainDef));
+    KEL_CHECK(pluginObject->findObjectChecked(CString("shared::audio.modOutput"), modOutputDef));
     if (!contextObject->getContext())
         KEL_CHECK(contextObject->init());
     return nullptr;
@@ -114,24 +357,20 @@ CError* CAudioWrapper::buildTree()
 
 CError* CAudioWrapper::buildGraph()
 {
-    CAudioProcessDef* mainDef = nullptr;
-    CAudioProcessDefBase* outputDef = nullptr;
-    KEL_CHECK(pluginObject->findObjectChecked(CString("shared::audio.modMain"), mainDef));
-    KEL_CHECK(pluginObject->findObjectChecked(CString("shared::audio.modOutput"), outputDef));
     paramCollector->setGroupLimit(CAudioProcessTerminal::kMaxGroups);
 
     CAudioProcessBase* made = nullptr;
-    KEL_CHECK(mainDef->createProcess(made));
+    KEL_CHECK(modMainDef->createProcess(made));
     modMain = static_cast<CAudioProcess*>(made);
     CAudioProcessBase::CBuild mainBuild;
     mainBuild.collector = paramCollector;
     mainBuild.env = audioEnv;
-    mainBuild.def = mainDef;
+    mainBuild.def = modMainDef;
     mainBuild.path = CString("plugin.modMain");
     KEL_CHECK(modMain->init(mainBuild));
 
     made = nullptr;
-    KEL_CHECK(outputDef->createProcess(made));
+    KEL_CHECK(modOutputDef->createProcess(made));
     modOutput = dynamic_cast<CModOutput*>(made);
     if (!modOutput)
     {
@@ -140,7 +379,7 @@ CError* CAudioWrapper::buildGraph()
                          "'shared::audio.modOutput' is not of required 'CModOutput' type.");
     }
     CAudioProcessBase::CBuild outputBuild = mainBuild;
-    outputBuild.def = outputDef;
+    outputBuild.def = modOutputDef;
     outputBuild.path = CString("plugin.modOutput");
     KEL_CHECK(modOutput->init(outputBuild));
     KEL_CHECK(modMain->connect(0, modOutput->getInputPort(0)));
@@ -152,6 +391,47 @@ CError* CAudioWrapper::buildGraph()
     zumbel = dynamic_cast<CModZumbel*>(modMain->findProcess(CString("modZumbelModule.modZumbel")));
     bypass = dynamic_cast<CModBypass*>(modMain->findProcess(CString("modBypass")));
     return nullptr;
+}
+
+CError* CAudioWrapper::bindGlobalParams()
+{
+    int n = 0;
+    for (const GlobalParamRow& row : kGlobalParamRows)
+    {
+        CAudioParam* param = paramCollector->findParam(CString(row.paramName));
+        if (!param)
+            return KEL_ERROR("@kelstr_CAudioWrapper_init_NoGlobalParam Parameter '%1' not found.",
+                             row.paramName);
+        CApplicationData& store = row.inGlobalStore ? static_cast<CApplicationData&>(CGlobalData::get())
+                                                    : static_cast<CApplicationData&>(CLocalData::get());
+        globalParams[n++] = new CGlobalParam(*param, store, row.key);
+    }
+    return nullptr;
+}
+
+void CAudioWrapper::resolveHostParams()
+{
+    hostOversamplingParam = paramCollector->findParam(CString("plugin.modMain.host-oversampling-mode"));
+    hostOfflineParam = paramCollector->findParam(CString("plugin.modMain.host-offline"));
+    hostLatencyChangeParam = paramCollector->findParam(CString("plugin.modMain.host-latency-change"));
+    hostBpmParam = paramCollector->findParam(CString("plugin.modMain.host-bpm"));
+    bypassParam = paramCollector->findParam(CString("plugin.modMain.modBypass.enable"));
+}
+
+void CAudioWrapper::setHostParam(CAudioParam* param, double value)
+{
+    if (!param || param->getValue(0, 0) == value)
+        return;
+    CAudioParamContext context(this);
+    param->setValue(0, 0, value, context);
+}
+
+void CAudioWrapper::applyHostState()
+{
+    setHostParam(hostOfflineParam, isOffline ? 1.0 : 0.0);
+    setHostParam(hostOversamplingParam, isOffline ? 1.0 : 0.0);
+    if (useHostBpm)
+        setHostParam(hostBpmParam, tempoBpm);
 }
 
 bool CAudioWrapper::parseBool(const char* text)
@@ -274,6 +554,11 @@ void CAudioWrapper::start()
     }
     if (modOutput)
         modOutput->setOutputShape(outputDouble, false, runOutChannels);
+    // Settings shared by every instance, and what the host told us while running.
+    for (CGlobalParam* global : globalParams)
+        if (global)
+            global->applyStored();
+    applyHostState();
     warmUpPool();
 }
 
@@ -462,20 +747,92 @@ void CAudioWrapper::processRuns(Sample** inputs, Sample** outputs, int frames)
         paramCollector->releaseChanges(changes);
 }
 
-CError* CAudioWrapper::saveChunk(void** data, int32_t* byteCount, bool /*isPreset*/,
-                                 bool /*hasHeader*/)
+CError* CAudioWrapper::saveChunk(void** data, int32_t* byteCount, bool isPreset, bool hasHeader)
 {
-    if (data)
-        *data = nullptr;
-    if (byteCount)
-        *byteCount = 0;
+    if (!data || !byteCount)
+        return KEL_ERROR("@kelstr_CAudioWrapper_saveChunk_NoResult No place for the chunk.");
+    *data = nullptr;
+    *byteCount = 0;
+    if (!paramRegistry)
+        return KEL_ERROR("@kelstr_CAudioWrapper_start_NotInitialised Instance is not initialised.");
+    // The host keeps what it saves for every parameter that is not the user's own (persistent
+    // values come back from the host too).
+    CMemoryWriteBuffer payload(4096);
+    if (isPreset)
+        KEL_CHECK(paramRegistry->acquirePreset(false, -1, -1, payload, true));
+    else
+        KEL_CHECK(paramRegistry->acquirePreset(false, payload, true));
+
+    if (!chunkBuffer)
+        chunkBuffer = new CMemoryWriteBuffer(4096);
+    chunkBuffer->clear();
+    if (hasHeader)
+    {
+        const uint8_t reserved[kChunkHeaderBytes] = {};
+        KEL_CHECK(chunkBuffer->write(reserved, sizeof(reserved)));
+    }
+    KEL_CHECK(chunkBuffer->writeCompressedData(payload.getData(), payload.getSize(),
+                                               isPreset ? CAudioPreset::kBlockId
+                                                        : CAudioPresetBank::kBlockId));
+    if (chunkBuffer->getSize() > 0x7FFFFFFF)
+        return KEL_ERROR("@kelstr_CAudioWrapper_saveChunk_TooLarge Chunk is too large.");
+    *data = const_cast<uint8_t*>(chunkBuffer->getData());
+    *byteCount = static_cast<int32_t>(chunkBuffer->getSize());
     return nullptr;
 }
 
-CError* CAudioWrapper::loadChunk(const void* /*data*/, int32_t /*byteCount*/, bool /*isPreset*/,
-                                 bool /*hasHeader*/)
+CError* CAudioWrapper::loadChunk(const void* data, int32_t byteCount, bool isPreset,
+                                 bool hasHeader)
 {
+    const int32_t skip = hasHeader ? kChunkHeaderBytes : 0;
+    // Reserved bytes and nothing after them: an empty state.
+    if (hasHeader && byteCount <= kChunkHeaderBytes)
+        return nullptr;
+    if (!data || byteCount <= skip)
+        return KEL_ERROR("@kelstr_CAudioWrapper_loadChunk_Empty Chunk holds no data.");
+    if (!paramRegistry)
+        return KEL_ERROR("@kelstr_CAudioWrapper_start_NotInitialised Instance is not initialised.");
+    // The block is read whole before anything is applied: a damaged chunk changes nothing.
+    CMemoryReader reader(static_cast<const uint8_t*>(data) + skip,
+                         static_cast<size_t>(byteCount - skip));
+    CByteBuffer payload;
+    KEL_CHECK(reader.readCompressedData(payload, isPreset ? CAudioPreset::kBlockId
+                                                          : CAudioPresetBank::kBlockId));
+    CMemoryReader payloadReader(payload.getData(), payload.getSize());
+    if (isPreset)
+        KEL_CHECK(paramRegistry->activatePreset(payloadReader, true, -1));
+    else
+        KEL_CHECK(paramRegistry->activateBank(payloadReader, true));
     return nullptr;
+}
+
+int CAudioWrapper::getProgramCount() const
+{
+    return paramRegistry ? paramRegistry->getSessionCount() : 0;
+}
+
+int CAudioWrapper::getCurrentProgram() const
+{
+    return paramRegistry ? paramRegistry->getCurrentIndex() : 0;
+}
+
+void CAudioWrapper::selectProgram(int program, const void* origin)
+{
+    if (!paramRegistry || program < 0 || program >= paramRegistry->getSessionCount())
+        return;
+    if (CError* error = paramRegistry->selectPreset(program, origin))
+        CSystem::showError(error);
+}
+
+CString CAudioWrapper::getProgramName(int program) const
+{
+    return paramRegistry ? paramRegistry->getPresetName(program) : CString();
+}
+
+void CAudioWrapper::renameCurrentProgram(const CString& name, const void* origin)
+{
+    if (paramRegistry)
+        paramRegistry->setPresetName(paramRegistry->getCurrentIndex(), name, origin);
 }
 
 } // namespace kel

@@ -1,7 +1,11 @@
 #pragma once
 
+#include "Audio/CAudioParamContext.h"
+#include "Audio/CAudioParamListener.h"
+#include "Audio/CAudioParamRegistry.h"
 #include "Core/CCheckedObject.h"
 #include "Core/CError.h"
+#include "Core/CString.h"
 #include "Core/Platform/CLock.h"
 
 #include <cstdint>
@@ -9,9 +13,16 @@
 namespace kel
 {
 
+class CApplicationData;
+class CAudioCCTable;
 class CAudioEnv;
+class CAudioExtParamList;
+class CAudioParam;
 class CAudioParamCollector;
 class CAudioProcess;
+class CAudioProcessDef;
+class CAudioProcessDefBase;
+class CMemoryWriteBuffer;
 class CDCDAWContext;
 class CDCDAWContextObject;
 class CModBypass;
@@ -27,12 +38,13 @@ class CObject;
 //
 // The instance owns its object tree (made from the shared tree's template `plugin`: kernel
 // context, audio environment, parameter collector and the rest) and the process graph built from
-// the shared definitions audio.modMain and audio.modOutput. Each run of at most kRunFrames frames
+// the shared definitions audio.modMain and audio.modOutput. Its identity (name, vendor, plug-in code,
+// version) and channel layout come from the shared tree's `project` and the `plugin` object; its
+// state for the host is the master registry's bank or current preset, as a chunk. Each run of at most kRunFrames frames
 // widens the host's inputs into pool buffers on modMain's input port, updates and processes
 // modMain and lets modOutput write the host's outputs; the parameter changes queued since the
 // last block are taken once, at block start. While the graph is idle (the insertion hands its
-// input on and the bypass is off) the host's samples go straight across. The chunk calls carry
-// no state yet.
+// input on and the bypass is off) the host's samples go straight across.
 //
 // Threads: init and the destructor run on the thread that creates the instance. start, stop and
 // the set-up calls run on whatever thread the host uses for them (as a rule its audio thread);
@@ -42,16 +54,10 @@ class CObject;
 class CAudioWrapper : public CCheckedObject
 {
 public:
-    // Identity of the product.
-    static constexpr const char* kPluginName = "Zumbel";
-    static constexpr const char* kVendorName = "Kelmont";
-    static constexpr uint32_t kPluginCode = 0x4B5A6D62; // 'KZmb'
-    static constexpr int kVersionMajor = 1;
-    static constexpr int kVersionMinor = 0;
-    static constexpr int kVersionMicro = 0;
-    // Channels the instance offers when the host allows more than two.
-    static constexpr int kIntChannelCount = 8;
+    // The most channels an instance can offer (plugin-intchannel-count is at most this).
     static constexpr int kMaxChannels = 8;
+    // Bytes in front of the compressed block of a chunk with a header: reserved, zero.
+    static constexpr int kChunkHeaderBytes = 16;
     // The engine never runs more frames at once than this, whatever the host's block.
     static constexpr int kRunFrames = 512;
     static constexpr int kHostStringBytes = 65;
@@ -66,22 +72,45 @@ public:
     [[nodiscard]] virtual CError* init();
     bool isInitialised() const { return initialised; }
 
+    // "ABCD" packed first character highest; anything but four characters is an error.
+    [[nodiscard]] static CError* acquirePluginCode(const CString& text, uint32_t& outCode);
+    // "major.minor[.micro]", decimal numbers; micro defaults to 0.
+    [[nodiscard]] static CError* parseVersion(const CString& text, int& outMajor, int& outMinor,
+                                              int& outMicro);
+
+    // Identity, from the shared tree's `project`; empty or zero before init.
+    const CString& getPluginName() const { return pluginName; }
+    const CString& getVendorName() const { return vendorName; }
+    uint32_t getPluginCode() const { return pluginCode; }
+    int getVersionMajor() const { return versionMajor; }
+    int getVersionMinor() const { return versionMinor; }
+    int getVersionMicro() const { return versionMicro; }
+    // Channels offered to a host that allows more than two, and routing groups.
+    int getIntChannelCount() const { return intChannelCount; }
+    int getGroupCount() const { return groupCount; }
+    bool hasSidechainInput() const { return hasSidechain; }
+    bool getUseHostBpm() const { return useHostBpm; }
+    int getOversamplingLevel() const { return oversamplingLevel; }
+
     // --- Set-up ---
     void setSampleRate(double rateHz);
     double getSampleRate() const { return sampleRateHz; }
     // The largest block the host announced; a bigger block still works, in more runs.
     void setBlockSize(int frames);
     int getBlockSize() const { return blockFrames; }
+    // The host's render mode and tempo. Cheap and lock-free for the audio thread: the values
+    // reach the host-offline and host-bpm parameters at the next start.
     void setOffline(bool offline) { isOffline = offline; }
     bool getOffline() const { return isOffline; }
     void setTempo(double bpm) { tempoBpm = bpm; }
+    double getTempo() const { return tempoBpm; }
     // The sample formats the host's buffers will have.
     void setBufferShape(bool inputIsDouble, bool outputIsDouble);
     bool isInputDouble() const { return inputDouble; }
     bool isOutputDouble() const { return outputDouble; }
 
     // The most channels the instance offers (numInputs and numOutputs of the format), 1 to
-    // kMaxChannels. Set before init; init sizes everything by it.
+    // kMaxChannels. init sets it to plugin-intchannel-count; the format layer may lower it.
     void setChannelCount(int count);
     int getChannelCount() const { return channelCount; }
     // The channels in use, at most getChannelCount(); a change marks the layout, which the next
@@ -115,10 +144,26 @@ public:
     int getLastRunFrames() const { return lastRunFrames; }
 
     // --- State ---
-    // The instance's state as a chunk; *data is owned here and valid until the next call.
+    // The instance's state as a chunk: the master registry's session bank (or its current preset,
+    // isPreset) as one compressed block tagged "abnk" ("aprs"), behind kChunkHeaderBytes zero
+    // bytes with hasHeader. *data is owned here and valid until the next call.
+    // [any thread but the audio thread; takes the registry lock]
     [[nodiscard]] CError* saveChunk(void** data, int32_t* byteCount, bool isPreset, bool hasHeader);
+    // Reads such a chunk and activates it: the bank into the session bank (its current slot
+    // applied), the preset onto the current slot. A chunk with a header and nothing behind it is
+    // an empty state and changes nothing; a chunk that cannot be read changes nothing either.
     [[nodiscard]] CError* loadChunk(const void* data, int32_t byteCount, bool isPreset,
                                     bool hasHeader);
+
+    // --- Programs: the master registry's session slots ---
+    int getProgramCount() const;
+    int getCurrentProgram() const;
+    // Makes slot `program` the current one; origin is who asked (the host's effect), so that
+    // the host is not told of its own change. Out of range: nothing.
+    void selectProgram(int program, const void* origin);
+    // The display name of a slot without the registry's id ("Default").
+    CString getProgramName(int program) const;
+    void renameCurrentProgram(const CString& name, const void* origin);
 
     // A MIDI event of the coming block, timeSec after its start. Nothing uses MIDI here.
     virtual void midiEvent(int /*status*/, int /*channel*/, int /*data1*/, int /*data2*/,
@@ -141,6 +186,11 @@ public:
     // Parts of the instance; null before init.
     CObject* getPluginObject() const { return pluginObject; }
     CAudioParamCollector* getParamCollector() const { return paramCollector; }
+    CAudioParamRegistry* getParamRegistry() const { return paramRegistry; }
+    CAudioExtParamList* getExtParamList() const { return extParamList; }
+    CAudioCCTable* getCCTable() const { return ccTable; }
+    CObject* getInterfaceBase() const { return interfaceBase; }
+    CObject* getVizCollector() const { return vizCollector; }
     CAudioEnv* getAudioEnv() const { return audioEnv; }
     CAudioProcess* getMainProcess() const { return modMain; }
     CModOutput* getOutputProcess() const { return modOutput; }
@@ -153,6 +203,35 @@ public:
     // Program names or the like changed.
     virtual void hostUpdateDisplay() {}
 
+    // Binds one parameter of the instance to a process-wide setting: the setting's value is put
+    // in the parameter when the instance starts, and a change by anyone but the host and the
+    // presets goes back to the setting, so that the value is common to every instance and lasts
+    // between sessions. [any thread; the write runs after the parameter's lock is left]
+    class CGlobalParam : public CCheckedObject,
+                         public CAudioParamListener,
+                         public CAudioParamContext::CDeferredTarget
+    {
+    public:
+        CGlobalParam(CAudioParam& boundParam, CApplicationData& settingsStore,
+                     const char* settingsKey);
+        ~CGlobalParam() override;
+        CGlobalParam(const CGlobalParam&) = delete;
+        CGlobalParam& operator=(const CGlobalParam&) = delete;
+
+        // The stored setting into the parameter; a missing or unreadable one leaves it.
+        void applyStored();
+        const char* getKey() const { return key; }
+
+        void onParamChange(CAudioParam& param, const CAudioParamChange& change,
+                           CAudioParamContext& context, const CAudioParam::CGuard& held) override;
+        void onDeferredValue(double value) override;
+
+    private:
+        CAudioParam& param;
+        CApplicationData& store;
+        const char* key;
+    };
+
 protected:
     char hostProduct[kHostStringBytes] = {};
     char hostVendor[kHostStringBytes] = {};
@@ -164,8 +243,25 @@ private:
     template <typename Sample>
     static void passThrough(Sample** inputs, int ins, Sample** outputs, int outs, int offset,
                             int count);
+    // Tells the host when the current program changes by anything but the host itself.
+    class CProgramChangeBridge : public CAudioParamRegistry::CListener
+    {
+    public:
+        explicit CProgramChangeBridge(CAudioWrapper& owner) : wrapper(owner) {}
+        void onRegistryChanged(CAudioParamRegistry& registry, const void* origin) override;
+
+    private:
+        CAudioWrapper& wrapper;
+    };
+
     [[nodiscard]] CError* buildTree();
+    [[nodiscard]] CError* readIdentity();
+    [[nodiscard]] CError* findParts();
     [[nodiscard]] CError* buildGraph();
+    [[nodiscard]] CError* bindGlobalParams();
+    void resolveHostParams();
+    void applyHostState();
+    void setHostParam(CAudioParam* param, double value);
     [[nodiscard]] CError* applyLayout();
     void warmUpPool();
     // Whether a run of `frames` frames may pass the host's samples straight across.
@@ -178,6 +274,13 @@ private:
     CDCDAWContextObject* contextObject = nullptr;
     CAudioEnv* audioEnv = nullptr;
     CAudioParamCollector* paramCollector = nullptr;
+    CObject* vizCollector = nullptr;
+    CObject* interfaceBase = nullptr;
+    CAudioExtParamList* extParamList = nullptr;
+    CAudioCCTable* ccTable = nullptr;
+    CAudioParamRegistry* paramRegistry = nullptr;
+    CAudioProcessDef* modMainDef = nullptr;
+    CAudioProcessDefBase* modOutputDef = nullptr;
     CAudioProcess* modMain = nullptr;
     CModOutput* modOutput = nullptr;
     CModZumbel* zumbel = nullptr;
@@ -185,6 +288,31 @@ private:
     uint32_t blockContext = 0;
     bool initialised = false;
     bool force2ch = false;
+
+    CString pluginName;
+    CString vendorName;
+    uint32_t pluginCode = 0;
+    int versionMajor = 0;
+    int versionMinor = 0;
+    int versionMicro = 0;
+    int intChannelCount = kMaxChannels;
+    int groupCount = 1;
+    bool hasSidechain = false;
+    bool useHostBpm = false;
+    int oversamplingLevel = 1;
+
+    // Parameters the host's state goes to; null where the graph has none.
+    CAudioParam* hostOversamplingParam = nullptr;
+    CAudioParam* hostOfflineParam = nullptr;
+    CAudioParam* hostLatencyChangeParam = nullptr;
+    CAudioParam* hostBpmParam = nullptr;
+    CAudioParam* bypassParam = nullptr;
+    static constexpr int kGlobalParamCount = 4;
+    CGlobalParam* globalParams[kGlobalParamCount] = {};
+    CProgramChangeBridge progChangeBridge{*this};
+    bool progChangeBridgeAdded = false;
+    // The last chunk handed out; owned.
+    CMemoryWriteBuffer* chunkBuffer = nullptr;
 
     double sampleRateHz = 44100.0;
     double moduleRateHz = 0.0;
@@ -194,14 +322,16 @@ private:
     bool inputDouble = false;
     bool outputDouble = false;
 
-    int channelCount = kIntChannelCount;
-    int inChannels = kIntChannelCount;
-    int outChannels = kIntChannelCount;
+    int channelCount = kMaxChannels;
+    int inChannels = kMaxChannels;
+    int outChannels = kMaxChannels;
+    // Side-chain channels in use; this product has no side-chain input.
+    int sideChannels = 0;
     bool layoutChanged = true;
     bool running = false;
     // The counts the audio thread works with, fixed at start.
-    int runInChannels = kIntChannelCount;
-    int runOutChannels = kIntChannelCount;
+    int runInChannels = kMaxChannels;
+    int runOutChannels = kMaxChannels;
     // Channels the graph was set up for; 0: no graph to run.
     int graphChannels = 0;
     int64_t runCount = 0;

@@ -33,9 +33,9 @@ protected:
         kel::CApplication::init(kel::resources::kResourceTable, "SharedData.xml");
         ASSERT_NE(kel::CApplication::getSharedObject(), nullptr);
         wrapper = std::make_unique<CAudioWrapper>();
-        wrapper->setChannelCount(2);
         kel::CError* error = wrapper->init();
         ASSERT_EQ(error, nullptr) << error->getMessage();
+        wrapper->setChannelCount(2);
         wrapper->setSampleRate(48000.0);
         wrapper->setBlockSize(512);
         wrapper->setBufferShape(false, false);

@@ -3,6 +3,8 @@
 #include "Audio/CAudioExtParam.h"
 #include "Audio/CAudioExtParamCreators.h"
 #include "Audio/CAudioExtParamList.h"
+#include "Audio/CAudioParam.h"
+#include "Audio/CAudioParamCollector.h"
 #include "Audio/CAudioParamCreators.h"
 #include "Audio/CAudioParamRegistryCreators.h"
 #include "Audio/CAudioProcessCreators.h"
@@ -16,6 +18,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 namespace kel
 {
@@ -24,8 +27,13 @@ namespace
 {
 std::atomic<bool> gWindowsTakeFocus{true};
 
-// Until the instance has a preset registry there is one program with this name.
-constexpr const char* kProgramName = "Default";
+// The names plugin-category-vst may give, by their values.
+constexpr const char* kCategoryNames[] = {
+    "kPlugCategUnknown",      "kPlugCategEffect",        "kPlugCategSynth",
+    "kPlugCategAnalysis",     "kPlugCategMastering",     "kPlugCategSpacializer",
+    "kPlugCategRoomFx",       "kPlugSurroundFx",         "kPlugCategRestoration",
+    "kPlugCategOfflineProcess", "kPlugCategShell",       "kPlugCategGenerator",
+};
 
 char lowerAscii(char c)
 {
@@ -49,7 +57,7 @@ size_t arrangementBytes(int32_t channels)
 } // namespace
 
 CError* CAudioWrapperVST::create(VstHostCallback hostCallback, AEffect** effect,
-                                 int intChannelCount)
+                                 int offeredChannels)
 {
     if (!effect)
         return KEL_ERROR("@kelstr_CAudioWrapperVST_create_NoResult No place for the effect.");
@@ -58,7 +66,7 @@ CError* CAudioWrapperVST::create(VstHostCallback hostCallback, AEffect** effect,
     if (!hostCallback || hostCallback(nullptr, kHostVersion, 0, 0, nullptr, 0.0f) == 0)
         return nullptr;
     startApplication();
-    auto* wrapper = new CAudioWrapperVST(hostCallback, intChannelCount);
+    auto* wrapper = new CAudioWrapperVST(hostCallback, offeredChannels);
     if (CError* error = wrapper->init())
     {
         delete wrapper;
@@ -83,10 +91,9 @@ void CAudioWrapperVST::startApplication()
     CApplication::init(resources::kResourceTable, "SharedData.xml");
 }
 
-CAudioWrapperVST::CAudioWrapperVST(VstHostCallback hostCallback, int intChannelCount)
-    : AudioEffectX(hostCallback, 1, 1), intChannels(intChannelCount)
+CAudioWrapperVST::CAudioWrapperVST(VstHostCallback hostCallback, int offeredChannels)
+    : AudioEffectX(hostCallback, 1, 1), intChannels(offeredChannels)
 {
-    setChannelCount(intChannelCount);
 }
 
 CAudioWrapperVST::~CAudioWrapperVST()
@@ -115,13 +122,14 @@ CError* CAudioWrapperVST::init()
     gWindowsTakeFocus.store(std::strcmp(hostVendor, kNoFocusHostVendor) != 0);
     const bool multiChannel = hostVersion >= kMultiChannelHostVersion && !getForce2ch() &&
                               std::strcmp(hostProduct, kTwoChannelHostProduct) != 0;
+    // A count the creator was given (tests pose as other products) stands for the tree's.
+    if (intChannels <= 0)
+        intChannels = getIntChannelCount();
     setChannelCount(multiChannel ? intChannels : 2);
 
-    setUniqueID(static_cast<int32_t>(kPluginCode));
-    setNumPrograms(1);
-    if (CObject* plugin = getPluginObject())
-        extParams =
-            dynamic_cast<CAudioExtParamList*>(plugin->findObject(CString(".ext-param-list")));
+    setUniqueID(static_cast<int32_t>(getPluginCode()));
+    setNumPrograms(getProgramCount() > 0 ? getProgramCount() : 1);
+    extParams = getExtParamList();
     setNumParams(extParams ? extParams->getCount() : 0);
     if (extParams)
         extParams->attachHost(this);
@@ -137,8 +145,30 @@ CError* CAudioWrapperVST::init()
         CLockGuard guard(effectLock);
         fillChannelNames();
     }
+    publishChannelNames();
     startupDone = true;
     return nullptr;
+}
+
+void CAudioWrapperVST::publishChannelNames()
+{
+    CAudioParam* param = getParamCollector()
+                             ? getParamCollector()->findParam(CString(kInChannelNamesParam))
+                             : nullptr;
+    if (!param)
+        return;
+    CString names[kMaxChannels];
+    int count = 0;
+    {
+        CLockGuard guard(effectLock);
+        count = inNameCount < kMaxChannels ? inNameCount : kMaxChannels;
+        for (int channel = 0; channel < count; ++channel)
+            names[channel] = CString::fromUtf8(inChannelName[channel]);
+    }
+    CAudioParamContext context(this);
+    CAudioParam::CGuard guard(*param, &context);
+    for (int channel = 0; channel < count; ++channel)
+        param->setString(0, channel, names[channel], context, &guard);
 }
 
 bool CAudioWrapperVST::windowsTakeFocus()
@@ -232,6 +262,12 @@ void CAudioWrapperVST::processAudio(Sample** inputs, Sample** outputs, int32_t f
         return;
     CLockGuard guard(syncLock);
     refreshOffline();
+    if (getUseHostBpm())
+    {
+        const VstTimeInfo* info = getTimeInfo(kTimeTempoValid);
+        if (info && (info->flags & kTimeTempoValid))
+            setTempo(info->tempo);
+    }
     processBlock(inputs, outputs, frames);
     if (takeIoChangePending())
         ioChanged();
@@ -256,27 +292,37 @@ float CAudioWrapperVST::getParameter(int32_t index)
     return param ? static_cast<float>(param->getValue()) : 0.0f;
 }
 
-void CAudioWrapperVST::setProgram(int32_t program)
+int32_t CAudioWrapperVST::getProgram()
 {
-    if (program >= 0 && program < getNumPrograms())
-        curProgram = program;
+    return getCurrentProgram();
 }
 
-void CAudioWrapperVST::setProgramName(const char* /*name*/)
+void CAudioWrapperVST::setProgram(int32_t program)
 {
-    // The one program's name is fixed until presets exist.
+    if (program < 0 || program >= getNumPrograms())
+        return;
+    curProgram = program;
+    // The effect as origin: the host is not told of the change it made.
+    selectProgram(program, static_cast<CAudioWrapper*>(this));
+}
+
+void CAudioWrapperVST::setProgramName(const char* name)
+{
+    if (name)
+        renameCurrentProgram(CString::fromUtf8(name), static_cast<CAudioWrapper*>(this));
 }
 
 void CAudioWrapperVST::getProgramName(char* name)
 {
-    copyText(name, kProgramName, kVstProgramNameBytes);
+    if (name)
+        CAudioWrapper::getProgramName(getCurrentProgram()).toUtf8(name, kVstProgramNameBytes);
 }
 
 bool CAudioWrapperVST::getProgramNameIndexed(int32_t /*category*/, int32_t index, char* text)
 {
-    if (index < 0 || index >= getNumPrograms())
+    if (!text || index < 0 || index >= getProgramCount())
         return false;
-    copyText(text, kProgramName, kVstProgramNameBytes);
+    CAudioWrapper::getProgramName(index).toUtf8(text, kVstProgramNameBytes);
     return true;
 }
 
@@ -349,7 +395,15 @@ bool CAudioWrapperVST::canParameterBeAutomated(int32_t /*index*/)
 
 int32_t CAudioWrapperVST::getPlugCategory()
 {
-    return kCategoryEffect;
+    const CObject* plugin = getPluginObject();
+    const CObject* project = plugin ? plugin->findObject(CString("shared::project")) : nullptr;
+    if (!project)
+        return kCategoryEffect;
+    const CString name = project->getAttrString(CString("plugin-category-vst"));
+    for (int32_t value = 0; value < static_cast<int32_t>(std::size(kCategoryNames)); ++value)
+        if (name == CString(kCategoryNames[value]))
+            return value;
+    return 0;
 }
 
 VstSpeakerArrangement* CAudioWrapperVST::copyArrangement(const VstSpeakerArrangement* source)
@@ -467,27 +521,28 @@ bool CAudioWrapperVST::setProcessPrecision(int32_t precision)
 
 bool CAudioWrapperVST::getEffectName(char* name)
 {
-    copyText(name, kPluginName, kVstEffectNameBytes);
+    getPluginName().toUtf8(name, kVstEffectNameBytes);
     return true;
 }
 
 bool CAudioWrapperVST::getVendorString(char* text)
 {
-    copyText(text, kVendorName, kVstVendorStringBytes);
+    getVendorName().toUtf8(text, kVstVendorStringBytes);
     return true;
 }
 
 bool CAudioWrapperVST::getProductString(char* text)
 {
-    char product[2 * kVstProductStringBytes];
-    std::snprintf(product, sizeof(product), "%s %s", kVendorName, kPluginName);
-    copyText(text, product, kVstProductStringBytes);
+    CString product = getVendorName();
+    product.append(CString(" "));
+    product.append(getPluginName());
+    product.toUtf8(text, kVstProductStringBytes);
     return true;
 }
 
 int32_t CAudioWrapperVST::getVendorVersion()
 {
-    return (kVersionMajor << 16) | (kVersionMinor << 8) | kVersionMicro;
+    return (getVersionMajor() << 16) | (getVersionMinor() << 8) | getVersionMicro();
 }
 
 intptr_t CAudioWrapperVST::vendorSpecific(int32_t index, intptr_t value, void* ptr, float opt)

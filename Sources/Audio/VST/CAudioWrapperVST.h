@@ -40,13 +40,16 @@ public:
     static constexpr intptr_t kWheelValue = 0x57686565;
     static constexpr int32_t kFormatValueIndex = 7;
     static constexpr uint32_t kCockosExtensionsAnswer = 0xBEEF0000u;
+    // Where the input channels' names are published for the interface.
+    static constexpr const char* kInChannelNamesParam = "plugin.modMain.io-params.in-channel-names";
 
     // The creator behind both entry points. Asks the host's version (no answer: *effect stays
     // null and no error), makes the effect and runs its start-up. On failure the effect is gone,
     // *effect is null and the error is the caller's to show. intChannelCount is the channel count
-    // offered to hosts that allow more than two. [the host's loading thread]
+    // offered to hosts that allow more than two; 0 takes the tree's plugin-intchannel-count.
+    // [the host's loading thread]
     [[nodiscard]] static CError* create(VstHostCallback hostCallback, AEffect** effect,
-                                        int intChannelCount = kIntChannelCount);
+                                        int offeredChannels = 0);
 
     // The process-wide framework under every instance: the creators of the core, the audio side
     // and the interface, the product's embedded resources and the shared tree. Runs once per
@@ -55,7 +58,7 @@ public:
     // [any thread; takes the application lock]
     static void startApplication();
 
-    CAudioWrapperVST(VstHostCallback hostCallback, int intChannelCount);
+    CAudioWrapperVST(VstHostCallback hostCallback, int offeredChannels);
     ~CAudioWrapperVST() override;
 
     // Start-up after the instance's own init: host identity and quirks, counts and flags, the
@@ -70,6 +73,7 @@ public:
     void processDoubleReplacing(double** inputs, double** outputs, int32_t frames) override;
     void setParameter(int32_t index, float valueNorm) override;
     float getParameter(int32_t index) override;
+    int32_t getProgram() override;
     void setProgram(int32_t program) override;
     void setProgramName(const char* name) override;
     void getProgramName(char* name) override;
@@ -136,6 +140,8 @@ private:
     CAudioExtParam* extParamAt(int32_t index) const;
     static VstSpeakerArrangement* copyArrangement(const VstSpeakerArrangement* source);
     static void freeArrangement(VstSpeakerArrangement*& arrangement);
+    // The input channels' names to the instance's parameter, for the interface.
+    void publishChannelNames();
 
     CLock* syncLock = nullptr;
     // Not owned: part of the instance's tree, which outlives this layer's use of it.

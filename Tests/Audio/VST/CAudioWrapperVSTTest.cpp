@@ -128,7 +128,8 @@ protected:
 TEST_F(CAudioWrapperVSTTest, StartUpPublishesIdentityCountsAndFlags)
 {
     EXPECT_EQ(effect->uniqueID, 0x4B5A6D62);
-    EXPECT_EQ(effect->numPrograms, 1);
+    // The factory bank's seven programs.
+    EXPECT_EQ(effect->numPrograms, 7);
     EXPECT_EQ(effect->numParams, 6);
     EXPECT_EQ(effect->numInputs, 2);
     EXPECT_EQ(effect->numOutputs, 2);
@@ -138,7 +139,7 @@ TEST_F(CAudioWrapperVSTTest, StartUpPublishesIdentityCountsAndFlags)
     EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetPlugCategory), kCategoryEffect);
 
     CFakeHost productHost;
-    AEffect* product = createEffect(productHost, CAudioWrapper::kIntChannelCount);
+    AEffect* product = createEffect(productHost, 0);
     ASSERT_NE(product, nullptr);
     EXPECT_EQ(product->numInputs, 8);
     EXPECT_EQ(product->numOutputs, 8);
@@ -196,7 +197,13 @@ TEST_F(CAudioWrapperVSTTest, StringAnswersAreCutToTheirBuffers)
     EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgramNameIndexed, 0, 0, buffer), 1);
     EXPECT_STREQ(buffer, "Default");
     EXPECT_EQ(buffer[kVstProgramNameBytes], '#');
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgramNameIndexed, 1, 0, buffer), 0);
+    // Longer names are cut to the host's field.
+    std::memset(buffer, '#', sizeof(buffer));
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgramNameIndexed, 1, 0, buffer), 1);
+    EXPECT_STREQ(buffer, "Beep - 1 s 220 Hz @ 30 ");
+    EXPECT_EQ(buffer[kVstProgramNameBytes], '#');
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgramNameIndexed, 7, 0, buffer), 0);
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgramNameIndexed, -1, 0, buffer), 0);
 }
 
 TEST_F(CAudioWrapperVSTTest, CanDoAnswers)
@@ -209,20 +216,6 @@ TEST_F(CAudioWrapperVSTTest, CanDoAnswers)
     EXPECT_EQ(canDo("bypass"), 0);
     EXPECT_EQ(canDo("receivevstmidievent"), 0);
     EXPECT_EQ(canDo(""), 0);
-}
-
-TEST_F(CAudioWrapperVSTTest, ChunksCarryNothingYetAndShortOnesAreAccepted)
-{
-    void* data = &host;
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetChunk, 0, 0, &data), 0);
-    EXPECT_EQ(data, nullptr);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetChunk, 1, 0, &data), 0);
-    unsigned char zeros[16] = {};
-    for (int size = 0; size <= 16; ++size)
-    {
-        EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetChunk, 0, size, zeros), 1) << size;
-        EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetChunk, 1, size, zeros), 1) << size;
-    }
 }
 
 TEST_F(CAudioWrapperVSTTest, SpeakerArrangementsLargerThanDeclaredAreRefused)

@@ -1,0 +1,272 @@
+#include "Audio/CAudioParam.h"
+#include "Audio/CAudioParamCollector.h"
+#include "Audio/VST/CAudioWrapperVST.h"
+#include "Core/CGlobalData.h"
+#include "Core/CLocalData.h"
+#include "Support/CFakeHost.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+namespace kel
+{
+namespace
+{
+
+constexpr int32_t kPeriod = 1;
+constexpr int32_t kDuration = 2;
+constexpr int32_t kFreq = 3;
+constexpr int32_t kGain = 4;
+
+// What the host keeps of an instance: its state as chunks and its programs, seen through the
+// AEffect record the way a host sees them.
+class CAudioWrapperVSTStateTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        // No user folders: nothing of the machine's user is read or written.
+        CGlobalData::get().useFolders(CString(), CString());
+        CLocalData::get().useFolders(CString(), CString());
+        effect = open();
+    }
+    void TearDown() override
+    {
+        for (AEffect* opened : effects)
+            EXPECT_EQ(CFakeHost::close(opened), 1);
+        CGlobalData::get().reset();
+        CLocalData::get().reset();
+    }
+
+    AEffect* open()
+    {
+        AEffect* made = nullptr;
+        CError* error = CAudioWrapperVST::create(host.callback(), &made, 2);
+        EXPECT_EQ(error, nullptr);
+        delete error;
+        if (made)
+            effects.push_back(made);
+        return made;
+    }
+
+    static std::vector<uint8_t> chunk(AEffect* from, bool isPreset)
+    {
+        void* data = nullptr;
+        const intptr_t bytes = CFakeHost::dispatch(from, kEffGetChunk, isPreset ? 1 : 0, 0, &data);
+        if (bytes <= 0 || !data)
+            return {};
+        const auto* begin = static_cast<const uint8_t*>(data);
+        return std::vector<uint8_t>(begin, begin + bytes);
+    }
+
+    static intptr_t load(AEffect* into, std::vector<uint8_t> bytes, bool isPreset)
+    {
+        return CFakeHost::dispatch(into, kEffSetChunk, isPreset ? 1 : 0,
+                                   static_cast<intptr_t>(bytes.size()), bytes.data());
+    }
+
+    static std::vector<float> values(AEffect* from)
+    {
+        std::vector<float> out;
+        for (int32_t index = 0; index < from->numParams; ++index)
+            out.push_back(from->getParameter(from, index));
+        return out;
+    }
+
+    static double realValue(AEffect* from, const char* fullName)
+    {
+        auto* wrapper = static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(from));
+        CAudioParam* param = wrapper->getParamCollector()->findParam(CString(fullName));
+        return param ? param->getValue(0, 0) : -1.0;
+    }
+
+    static void change(AEffect* target)
+    {
+        target->setParameter(target, kPeriod, 0.2f);
+        target->setParameter(target, kDuration, 0.7f);
+        target->setParameter(target, kFreq, 0.35f);
+        target->setParameter(target, kGain, 0.6f);
+    }
+
+    CFakeHost host;
+    std::vector<AEffect*> effects;
+    AEffect* effect = nullptr;
+};
+
+TEST_F(CAudioWrapperVSTStateTest, ChunksHaveReservedZerosThenOneTaggedBlock)
+{
+    ASSERT_NE(effect, nullptr);
+    for (bool isPreset : {false, true})
+    {
+        const std::vector<uint8_t> bytes = chunk(effect, isPreset);
+        ASSERT_GT(bytes.size(), 20u);
+        for (int n = 0; n < 16; ++n)
+            EXPECT_EQ(bytes[static_cast<size_t>(n)], 0) << n;
+        EXPECT_EQ(std::memcmp(bytes.data() + 16, isPreset ? "aprs" : "abnk", 4), 0);
+    }
+}
+
+TEST_F(CAudioWrapperVSTStateTest, BankAndPresetChunksRoundTripByteForByte)
+{
+    ASSERT_NE(effect, nullptr);
+    CFakeHost::dispatch(effect, kEffSetProgram, 0, 2);
+    change(effect);
+    for (bool isPreset : {false, true})
+    {
+        const std::vector<uint8_t> saved = chunk(effect, isPreset);
+        AEffect* fresh = open();
+        ASSERT_NE(fresh, nullptr);
+        // As hosts restore a project: the program first, then the chunk.
+        CFakeHost::dispatch(fresh, kEffSetProgram, 0, 2);
+        ASSERT_EQ(load(fresh, saved, isPreset), 1);
+        EXPECT_EQ(chunk(fresh, isPreset), saved) << (isPreset ? "preset" : "bank");
+        EXPECT_EQ(values(fresh), values(effect));
+        EXPECT_EQ(CFakeHost::dispatch(fresh, kEffGetProgram), 2);
+    }
+}
+
+TEST_F(CAudioWrapperVSTStateTest, ShortDamagedOrMistaggedChunksChangeNothing)
+{
+    ASSERT_NE(effect, nullptr);
+    change(effect);
+    const std::vector<float> before = values(effect);
+    const std::vector<uint8_t> bank = chunk(effect, false);
+    const std::vector<uint8_t> preset = chunk(effect, true);
+    AEffect* other = open();
+    ASSERT_NE(other, nullptr);
+    const std::vector<float> fresh = values(other);
+    const std::vector<uint8_t> freshBank = chunk(other, false);
+
+    // Sixteen reserved bytes or fewer: an empty state, accepted.
+    std::vector<uint8_t> copy = bank;
+    for (intptr_t size = 0; size <= 16; ++size)
+        EXPECT_EQ(CFakeHost::dispatch(other, kEffSetChunk, 0, size, copy.data()), 1) << size;
+    // A bank given as a preset and the other way round.
+    EXPECT_EQ(load(other, bank, true), 0);
+    EXPECT_EQ(load(other, preset, false), 0);
+    // Cut short, and a flipped byte in the compressed data.
+    EXPECT_EQ(load(other, std::vector<uint8_t>(bank.begin(), bank.end() - 3), false), 0);
+    std::vector<uint8_t> flipped = bank;
+    ASSERT_GT(flipped.size(), 40u);
+    flipped.at(34) ^= 0x5A;
+    EXPECT_EQ(load(other, flipped, false), 0);
+    EXPECT_EQ(values(other), fresh);
+    EXPECT_EQ(chunk(other, false), freshBank);
+    EXPECT_EQ(values(effect), before);
+}
+
+TEST_F(CAudioWrapperVSTStateTest, FactoryProgramsSwitchToTheBanksValues)
+{
+    ASSERT_NE(effect, nullptr);
+    ASSERT_EQ(effect->numPrograms, 7);
+    struct Expected
+    {
+        int32_t program;
+        double freqHz;
+        double durationSec;
+    };
+    // From the factory bank's source.
+    const Expected cases[] = {{1, 220.0, 1.0}, {2, 1000.0, 0.5}, {0, 440.0, 0.5}};
+    for (const Expected& c : cases)
+    {
+        CFakeHost::dispatch(effect, kEffSetProgram, 0, c.program);
+        EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgram), c.program);
+        EXPECT_NEAR(realValue(effect, "plugin.modMain.modZumbelModule.freq"), c.freqHz, 1e-9);
+        EXPECT_NEAR(realValue(effect, "plugin.modMain.modZumbelModule.duration"), c.durationSec,
+                    1e-9);
+    }
+    // Each program keeps what was changed in it while another was in front.
+    CFakeHost::dispatch(effect, kEffSetProgram, 0, 3);
+    effect->setParameter(effect, kFreq, 0.9f);
+    const float changed = effect->getParameter(effect, kFreq);
+    CFakeHost::dispatch(effect, kEffSetProgram, 0, 4);
+    EXPECT_NE(effect->getParameter(effect, kFreq), changed);
+    CFakeHost::dispatch(effect, kEffSetProgram, 0, 3);
+    EXPECT_EQ(effect->getParameter(effect, kFreq), changed);
+    // Out of range: nothing.
+    CFakeHost::dispatch(effect, kEffSetProgram, 0, 7);
+    CFakeHost::dispatch(effect, kEffSetProgram, 0, -1);
+    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgram), 3);
+}
+
+TEST_F(CAudioWrapperVSTStateTest, ProgramChangeAroundSetChunkKeepsTheRestoredState)
+{
+    ASSERT_NE(effect, nullptr);
+    CFakeHost::dispatch(effect, kEffSetProgram, 0, 5);
+    change(effect);
+    const std::vector<float> saved = values(effect);
+    const std::vector<uint8_t> bank = chunk(effect, false);
+
+    // A host that restores its program first, then the chunk.
+    AEffect* programFirst = open();
+    ASSERT_NE(programFirst, nullptr);
+    programFirst->setParameter(programFirst, kGain, 0.1f);
+    CFakeHost::dispatch(programFirst, kEffSetProgram, 0, 5);
+    ASSERT_EQ(load(programFirst, bank, false), 1);
+    EXPECT_EQ(values(programFirst), saved);
+    EXPECT_EQ(CFakeHost::dispatch(programFirst, kEffGetProgram), 5);
+
+    // One that gives the chunk first, then names the program the chunk already made current.
+    AEffect* chunkFirst = open();
+    ASSERT_NE(chunkFirst, nullptr);
+    ASSERT_EQ(load(chunkFirst, bank, false), 1);
+    CFakeHost::dispatch(chunkFirst, kEffSetProgram, 0, 5);
+    EXPECT_EQ(values(chunkFirst), saved);
+    EXPECT_EQ(CFakeHost::dispatch(chunkFirst, kEffGetProgram), 5);
+}
+
+TEST_F(CAudioWrapperVSTStateTest, ProgramNamesFollowRenames)
+{
+    ASSERT_NE(effect, nullptr);
+    char name[kVstProgramNameBytes + 1];
+    char newName[] = "My very own program name, long";
+    CFakeHost::dispatch(effect, kEffSetProgram, 0, 1);
+    CFakeHost::dispatch(effect, kEffSetProgramName, 0, 0, newName);
+    std::memset(name, '#', sizeof(name));
+    CFakeHost::dispatch(effect, kEffGetProgramName, 0, 0, name);
+    EXPECT_STREQ(name, "My very own program nam");
+    EXPECT_EQ(name[kVstProgramNameBytes], '#');
+    // The new name travels with the bank.
+    AEffect* fresh = open();
+    ASSERT_NE(fresh, nullptr);
+    ASSERT_EQ(load(fresh, chunk(effect, false), false), 1);
+    std::memset(name, 0, sizeof(name));
+    CFakeHost::dispatch(fresh, kEffGetProgramNameIndexed, 1, 0, name);
+    EXPECT_STREQ(name, "My very own program nam");
+}
+
+TEST(CAudioWrapperIdentityTest, PluginCodeAndVersionForms)
+{
+    uint32_t code = 0;
+    CError* error = CAudioWrapper::acquirePluginCode(CString("KZmb"), code);
+    EXPECT_EQ(error, nullptr);
+    EXPECT_EQ(code, 0x4B5A6D62u);
+    for (const char* bad : {"KZm", "KZmbb", ""})
+    {
+        error = CAudioWrapper::acquirePluginCode(CString(bad), code);
+        ASSERT_NE(error, nullptr) << bad;
+        EXPECT_NE(std::strstr(error->getMessage(), "Invalid plug-in code in string"), nullptr);
+        delete error;
+    }
+
+    int major = -1, minor = -1, micro = -1;
+    error = CAudioWrapper::parseVersion(CString("2.1"), major, minor, micro);
+    EXPECT_EQ(error, nullptr);
+    EXPECT_EQ((major << 16) | (minor << 8) | micro, 0x020100);
+    error = CAudioWrapper::parseVersion(CString("1.10.3"), major, minor, micro);
+    EXPECT_EQ(error, nullptr);
+    EXPECT_EQ(minor, 10);
+    EXPECT_EQ(micro, 3);
+    for (const char* bad : {"2", "2.", ".1", "2.1.0.4", "2.x", "v2.1", "", "2..1"})
+    {
+        error = CAudioWrapper::parseVersion(CString(bad), major, minor, micro);
+        ASSERT_NE(error, nullptr) << bad;
+        EXPECT_NE(std::strstr(error->getMessage(), "Invalid version specification"), nullptr);
+        delete error;
+    }
+}
+
+} // namespace
+} // namespace kel
