@@ -6,7 +6,7 @@ packages=(build-essential cmake pkg-config zlib1g-dev libgtest-dev libgmock-dev 
           libsndfile1-dev libpng-dev libpugixml-dev libcairo2-dev librsvg2-dev libfreetype-dev
           fonts-dejavu-core clang-14 libclang-rt-14-dev clang-format-14)
 if [ "${1:-}" = "--with-hosts" ]; then
-    packages+=(ardour sox)
+    packages+=(ardour sox python3)
 fi
 missing=()
 for p in "${packages[@]}"; do

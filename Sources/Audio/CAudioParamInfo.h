@@ -11,13 +11,17 @@ namespace kel
 {
 
 class CAudioParamConverter;
+class CInputStream;
 class CObject;
+class COutputStream;
 
 // What a parameter definition says: layout (element size, real or string), flags, names, one
 // converter per element, per-element limits and the parsed default values. Filled by
 // CAudioParamDef::init through the three parsing steps below; copied by value into every
 // parameter bound to the definition (names, converter list, defaults and string table are
-// copied; the converters themselves are shared, immutable tree objects).
+// copied; the converters themselves are shared, immutable tree objects). The saved form (save,
+// load) carries an info to the interface side, which rebuilds one that formats, parses and maps
+// exactly as the audio side does.
 // [any thread once filled; filled on the shared tree's thread]
 class CAudioParamInfo
 {
@@ -26,6 +30,8 @@ public:
     static constexpr int32_t kTypeString = CAudioParamStorage::kTypeString;
     // Limits of a string parameter: any id fits.
     static constexpr double kStringIdMax = 8388608.0;
+    // Largest element size a saved form may carry.
+    static constexpr int32_t kMaxElementSize = 256;
 
     CAudioParamInfo() = default;
 
@@ -40,6 +46,18 @@ public:
     // Default values: '*' next element, ',' next item, ';' next group. An empty piece ends the
     // scan. Leaves no value at all for an empty text.
     [[nodiscard]] CError* parseDefValues(const CString& text);
+
+    // ---- saved form ----
+
+    // Flags, element size, data type, the visual, leaf and registry names, converter names,
+    // per-element minimum and maximum, and the default groups in their stored form. Integers are
+    // int32, reals doubles, lists a count and their items. The layout word stays behind.
+    [[nodiscard]] CError* save(COutputStream& stream) const;
+    // Reads a saved form, resolving the converter names from `from` as parseConverterNames does.
+    // Counts are checked against the bytes the stream has left (when it can tell) before anything
+    // is sized by them. On any error this info is left as it was; the stream's position is then
+    // undefined. [any thread; the caller owns this info]
+    [[nodiscard]] CError* load(CInputStream& stream, const CObject& from);
 
     // Splits text on blanks, skipping empty pieces, appending to out.
     static void splitOnBlanks(const CString& text, CArray<CString>& out);
@@ -88,6 +106,8 @@ public:
 
 private:
     [[nodiscard]] CError* parseLimits(const CString& text, bool isMax);
+    // load's work, into a fresh info.
+    [[nodiscard]] CError* loadFields(CInputStream& stream, const CObject& from);
 
     bool valid = false;
     int32_t elementSize = 1;
