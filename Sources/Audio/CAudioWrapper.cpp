@@ -9,6 +9,8 @@
 #include "Audio/CAudioPresetBank.h"
 #include "Audio/CAudioProcess.h"
 #include "Audio/CAudioExtParamCreators.h"
+#include "Audio/CAudioInterfaceCreators.h"
+#include "Audio/CAudioVizCollector.h"
 #include "Audio/CAudioParamCreators.h"
 #include "Audio/CAudioParamRegistryCreators.h"
 #include "Audio/CAudioProcessCreators.h"
@@ -165,6 +167,7 @@ CAudioWrapper::CAudioWrapper()
     CApplication::addCreatorRegistration(&registerAudioParamRegistryCreators);
     CApplication::addCreatorRegistration(&registerAudioProcessCreators);
     CApplication::addCreatorRegistration(&registerAudioExtParamCreators);
+    CApplication::addCreatorRegistration(&registerAudioInterfaceCreators);
 }
 
 CAudioWrapper::~CAudioWrapper()
@@ -180,6 +183,8 @@ void CAudioWrapper::teardown()
     if (progChangeBridgeAdded && paramRegistry)
         paramRegistry->removeListener(&progChangeBridge);
     progChangeBridgeAdded = false;
+    if (interfaceBase)
+        interfaceBase->setInstanceHook(nullptr);
     for (CGlobalParam*& global : globalParams)
     {
         delete global;
@@ -234,6 +239,9 @@ CError* CAudioWrapper::init()
     resolveHostParams();
     paramRegistry->addListener(&progChangeBridge);
     progChangeBridgeAdded = true;
+    interfaceBase->setInstanceHook(this);
+    interfaceBase->updateInternalChannelCount(intChannelCount);
+    interfaceBase->updateGroupCount(groupCount);
 
     setChannelCount(intChannelCount);
     layoutChanged = true;
@@ -402,8 +410,9 @@ CError* CAudioWrapper::bindGlobalParams()
         if (!param)
             return KEL_ERROR("@kelstr_CAudioWrapper_init_NoGlobalParam Parameter '%1' not found.",
                              row.paramName);
-        CApplicationData& store = row.inGlobalStore ? static_cast<CApplicationData&>(CGlobalData::get())
-                                                    : static_cast<CApplicationData&>(CLocalData::get());
+        CApplicationData& store = row.inGlobalStore
+                                      ? static_cast<CApplicationData&>(CGlobalData::get())
+                                      : static_cast<CApplicationData&>(CLocalData::get());
         globalParams[n++] = new CGlobalParam(*param, store, row.key);
     }
     return nullptr;
@@ -411,9 +420,11 @@ CError* CAudioWrapper::bindGlobalParams()
 
 void CAudioWrapper::resolveHostParams()
 {
-    hostOversamplingParam = paramCollector->findParam(CString("plugin.modMain.host-oversampling-mode"));
+    hostOversamplingParam =
+        paramCollector->findParam(CString("plugin.modMain.host-oversampling-mode"));
     hostOfflineParam = paramCollector->findParam(CString("plugin.modMain.host-offline"));
-    hostLatencyChangeParam = paramCollector->findParam(CString("plugin.modMain.host-latency-change"));
+    hostLatencyChangeParam =
+        paramCollector->findParam(CString("plugin.modMain.host-latency-change"));
     hostBpmParam = paramCollector->findParam(CString("plugin.modMain.host-bpm"));
     bypassParam = paramCollector->findParam(CString("plugin.modMain.modBypass.enable"));
 }
@@ -554,6 +565,11 @@ void CAudioWrapper::start()
     }
     if (modOutput)
         modOutput->setOutputShape(outputDouble, false, runOutChannels);
+    if (interfaceBase)
+    {
+        interfaceBase->updateSampleRate(sampleRateHz);
+        interfaceBase->updateIOChannelCounts(runInChannels, runOutChannels, sideChannels);
+    }
     // Settings shared by every instance, and what the host told us while running.
     for (CGlobalParam* global : globalParams)
         if (global)
@@ -579,6 +595,8 @@ void CAudioWrapper::stop()
         modMain->clear();
     if (modOutput)
         modOutput->clear();
+    if (vizCollector)
+        vizCollector->reset();
 }
 
 CError* CAudioWrapper::applyLayout()
@@ -693,6 +711,13 @@ void CAudioWrapper::processRuns(Sample** inputs, Sample** outputs, int frames)
     const CAudioParamCollector::CPacket* changes =
         channels > 0 && paramCollector ? paramCollector->takeChanges() : nullptr;
     CAudioProcessPort* mainInput = channels > 0 ? modMain->getInputPort(0) : nullptr;
+    // Meters and the interface learn where in time this block starts.
+    if (vizCollector)
+        vizCollector->blockStart(clockSec);
+    if (interfaceBase)
+        interfaceBase->setBlockTimeStamp(clockSec);
+    if (sampleRateHz > 0.0)
+        clockSec += frames / sampleRateHz;
 
     for (int offset = 0; offset < frames; offset += kRunFrames)
     {
@@ -781,8 +806,7 @@ CError* CAudioWrapper::saveChunk(void** data, int32_t* byteCount, bool isPreset,
     return nullptr;
 }
 
-CError* CAudioWrapper::loadChunk(const void* data, int32_t byteCount, bool isPreset,
-                                 bool hasHeader)
+CError* CAudioWrapper::loadChunk(const void* data, int32_t byteCount, bool isPreset, bool hasHeader)
 {
     const int32_t skip = hasHeader ? kChunkHeaderBytes : 0;
     // Reserved bytes and nothing after them: an empty state.

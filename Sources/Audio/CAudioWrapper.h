@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Audio/CAudioInterfaceBase.h"
 #include "Audio/CAudioParamContext.h"
 #include "Audio/CAudioParamListener.h"
 #include "Audio/CAudioParamRegistry.h"
@@ -22,6 +23,7 @@ class CAudioParamCollector;
 class CAudioProcess;
 class CAudioProcessDef;
 class CAudioProcessDefBase;
+class CAudioVizCollector;
 class CMemoryWriteBuffer;
 class CDCDAWContext;
 class CDCDAWContextObject;
@@ -38,20 +40,20 @@ class CObject;
 //
 // The instance owns its object tree (made from the shared tree's template `plugin`: kernel
 // context, audio environment, parameter collector and the rest) and the process graph built from
-// the shared definitions audio.modMain and audio.modOutput. Its identity (name, vendor, plug-in code,
-// version) and channel layout come from the shared tree's `project` and the `plugin` object; its
-// state for the host is the master registry's bank or current preset, as a chunk. Each run of at most kRunFrames frames
-// widens the host's inputs into pool buffers on modMain's input port, updates and processes
-// modMain and lets modOutput write the host's outputs; the parameter changes queued since the
-// last block are taken once, at block start. While the graph is idle (the insertion hands its
-// input on and the bypass is off) the host's samples go straight across.
+// the shared definitions audio.modMain and audio.modOutput. Its identity (name, vendor, plug-in
+// code, version) and channel layout come from the shared tree's `project` and the `plugin` object;
+// its state for the host is the master registry's bank or current preset, as a chunk. Each run of
+// at most kRunFrames frames widens the host's inputs into pool buffers on modMain's input port,
+// updates and processes modMain and lets modOutput write the host's outputs; the parameter changes
+// queued since the last block are taken once, at block start. While the graph is idle (the
+// insertion hands its input on and the bypass is off) the host's samples go straight across.
 //
 // Threads: init and the destructor run on the thread that creates the instance. start, stop and
 // the set-up calls run on whatever thread the host uses for them (as a rule its audio thread);
 // the running flag and the channel layout are guarded by the environment lock, which is held
 // only for those tests and writes. The block calls are [audio thread] and take no lock and
 // allocate nothing once start has run.
-class CAudioWrapper : public CCheckedObject
+class CAudioWrapper : public CCheckedObject, public CAudioInterfaceBase::CInstanceHook
 {
 public:
     // The most channels an instance can offer (plugin-intchannel-count is at most this).
@@ -189,11 +191,16 @@ public:
     CAudioParamRegistry* getParamRegistry() const { return paramRegistry; }
     CAudioExtParamList* getExtParamList() const { return extParamList; }
     CAudioCCTable* getCCTable() const { return ccTable; }
-    CObject* getInterfaceBase() const { return interfaceBase; }
-    CObject* getVizCollector() const { return vizCollector; }
+    CAudioInterfaceBase* getInterfaceBase() const { return interfaceBase; }
+    CAudioVizCollector* getVizCollector() const { return vizCollector; }
+    // The environment's clock: seconds of audio processed since init. [audio thread]
+    double getClockSec() const { return clockSec; }
     CAudioEnv* getAudioEnv() const { return audioEnv; }
     CAudioProcess* getMainProcess() const { return modMain; }
     CModOutput* getOutputProcess() const { return modOutput; }
+
+    // A user interface asks the instance to tell the host that its state changed.
+    void onInterfaceCall() override { hostUpdateDisplay(); }
 
     // --- Hooks to the host, overridden by the format layer ---
     // A parameter changed by the user; valueNorm 0 to 1.
@@ -274,8 +281,8 @@ private:
     CDCDAWContextObject* contextObject = nullptr;
     CAudioEnv* audioEnv = nullptr;
     CAudioParamCollector* paramCollector = nullptr;
-    CObject* vizCollector = nullptr;
-    CObject* interfaceBase = nullptr;
+    CAudioVizCollector* vizCollector = nullptr;
+    CAudioInterfaceBase* interfaceBase = nullptr;
     CAudioExtParamList* extParamList = nullptr;
     CAudioCCTable* ccTable = nullptr;
     CAudioParamRegistry* paramRegistry = nullptr;
@@ -336,6 +343,7 @@ private:
     int graphChannels = 0;
     int64_t runCount = 0;
     int lastRunFrames = 0;
+    double clockSec = 0.0;
 
     bool latencyStable = false;
     bool ioChangePending = false;

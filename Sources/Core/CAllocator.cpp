@@ -289,6 +289,35 @@ int64_t CAllocator::liveBlocksInClass(int classIndex)
     return pools().pools[classIndex].live.load(std::memory_order_relaxed);
 }
 
+size_t CAllocator::releaseIdlePools()
+{
+    Pools& all = pools();
+    size_t released = 0;
+    for (int classIndex = 0; classIndex < kClassCount; ++classIndex)
+    {
+        Pool& pool = all.pools[classIndex];
+        CLockGuard guard(pool.carveLock);
+        if (pool.live.load(std::memory_order_acquire) != 0 || !pool.chunks)
+            continue;
+        const size_t stride = classBytes(classIndex) + kHeadBytes;
+        const size_t count = classBytes(classIndex) < 2048 ? 128 : 64;
+        // Every block of the class is on the free list: empty it, then free the chunks under it.
+        pool.top.store(pack(0, nextTag(pool.top.load(std::memory_order_relaxed))),
+                       std::memory_order_release);
+        void* chunk = pool.chunks;
+        while (chunk)
+        {
+            void* next = nullptr;
+            std::memcpy(&next, chunk, sizeof(next));
+            std::free(chunk);
+            released += kChunkHeadBytes + stride * count;
+            chunk = next;
+        }
+        pool.chunks = nullptr;
+    }
+    return released;
+}
+
 void CAllocator::watchThread(uint64_t threadId)
 {
     Pools& all = pools();

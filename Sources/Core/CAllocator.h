@@ -44,6 +44,11 @@ public:
     static int64_t liveBlocks();
     static int64_t liveBlocksInClass(int classIndex);
 
+    // Gives the chunks of every size class with no live block back to the system, for a library
+    // about to be unloaded. Classes that still have blocks out keep everything. Returns the bytes
+    // released. [one thread, while no other thread uses the allocator]
+    static size_t releaseIdlePools();
+
     // Test support: allocations made by one watched thread are counted, so a test can prove
     // that the audio thread allocates nothing after resume. A zero id clears the watch.
     static void watchThread(uint64_t threadId);

@@ -21,9 +21,21 @@ struct CreatorEntry
     CClassInfo* info;
 };
 
+// The table owns the class infos: they go with it when the library is unloaded.
+struct CCreatorTable
+{
+    CStringMap<CreatorEntry> map;
+    ~CCreatorTable()
+    {
+        for (auto& entry : map)
+            delete entry.second.info;
+    }
+};
+
 CStringMap<CreatorEntry>& creators()
 {
-    static CStringMap<CreatorEntry> map;
+    static CCreatorTable table;
+    CStringMap<CreatorEntry>& map = table.map;
     return map;
 }
 
@@ -89,13 +101,12 @@ void CObject::registerClass(CClassInfo& info)
 
 const CClassInfo& CObject::getBaseClassInfo()
 {
-    static CClassInfo* info = []()
+    static const struct CBaseInfo
     {
-        CClassInfo* made = new CClassInfo();
-        registerClass(*made);
-        return made;
-    }();
-    return *info;
+        CClassInfo info;
+        CBaseInfo() { registerClass(info); }
+    } base;
+    return base.info;
 }
 
 CError* CObject::registerCreator(const char* tag, CObjectCreator creator,

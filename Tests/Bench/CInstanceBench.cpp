@@ -59,9 +59,9 @@ void createInstance(benchmark::State& state)
     const auto firstStart = std::chrono::steady_clock::now();
     std::unique_ptr<kel::CHostedPlugin> first = openInstance(state, host);
     if (firstUs < 0.0)
-        firstUs = std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() -
-                                                            firstStart)
-                      .count();
+        firstUs =
+            std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - firstStart)
+                .count();
     if (!first)
         return;
 

@@ -149,7 +149,8 @@ void CModZumbelModule::setParams(const Params& values)
 
 void CModZumbelModule::clear()
 {
-    if (!useClear)
+    // Before the first read the values are not known yet: that read draws the countdown.
+    if (!useClear || needsFullRead)
         return;
     phase = kIdle;
     countdown = drawSamples(params.periodSec);

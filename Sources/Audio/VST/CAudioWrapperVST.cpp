@@ -3,6 +3,7 @@
 #include "Audio/CAudioExtParam.h"
 #include "Audio/CAudioExtParamCreators.h"
 #include "Audio/CAudioExtParamList.h"
+#include "Audio/CAudioInterfaceCreators.h"
 #include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamCollector.h"
 #include "Audio/CAudioParamCreators.h"
@@ -29,10 +30,9 @@ std::atomic<bool> gWindowsTakeFocus{true};
 
 // The names plugin-category-vst may give, by their values.
 constexpr const char* kCategoryNames[] = {
-    "kPlugCategUnknown",      "kPlugCategEffect",        "kPlugCategSynth",
-    "kPlugCategAnalysis",     "kPlugCategMastering",     "kPlugCategSpacializer",
-    "kPlugCategRoomFx",       "kPlugSurroundFx",         "kPlugCategRestoration",
-    "kPlugCategOfflineProcess", "kPlugCategShell",       "kPlugCategGenerator",
+    "kPlugCategUnknown",     "kPlugCategEffect",         "kPlugCategSynth",  "kPlugCategAnalysis",
+    "kPlugCategMastering",   "kPlugCategSpacializer",    "kPlugCategRoomFx", "kPlugSurroundFx",
+    "kPlugCategRestoration", "kPlugCategOfflineProcess", "kPlugCategShell",  "kPlugCategGenerator",
 };
 
 char lowerAscii(char c)
@@ -87,6 +87,7 @@ void CAudioWrapperVST::startApplication()
     CApplication::addCreatorRegistration(&registerAudioParamRegistryCreators);
     CApplication::addCreatorRegistration(&registerAudioProcessCreators);
     CApplication::addCreatorRegistration(&registerAudioExtParamCreators);
+    CApplication::addCreatorRegistration(&registerAudioInterfaceCreators);
     CApplication::addCreatorRegistration(&CUiCreators::registerAll);
     CApplication::init(resources::kResourceTable, "SharedData.xml");
 }

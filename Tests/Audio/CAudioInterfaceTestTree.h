@@ -1,0 +1,252 @@
+#pragma once
+
+#include "Audio/CAudioExtParamCreators.h"
+#include "Audio/CAudioInterfaceBase.h"
+#include "Audio/CAudioInterfaceBaseConnectorVST.h"
+#include "Audio/CAudioInterfaceClient.h"
+#include "Audio/CAudioInterfaceClientConnectorVST.h"
+#include "Audio/CAudioInterfaceCreators.h"
+#include "Audio/CAudioInterfaceParamListener.h"
+#include "Audio/CAudioInterfaceRegistryListener.h"
+#include "Audio/CAudioParam.h"
+#include "Audio/CAudioParamChange.h"
+#include "Audio/CAudioParamCollector.h"
+#include "Audio/CAudioParamContext.h"
+#include "Audio/CAudioParamDef.h"
+#include "Audio/CAudioParamRegistry.h"
+#include "Audio/CAudioParamRegistryCreators.h"
+#include "Audio/CAudioProcessTestTree.h"
+#include "Audio/CAudioVizCollector.h"
+#include "Core/CAllocator.h"
+#include "Core/CGlobalData.h"
+#include "Core/CMemoryWriteBuffer.h"
+#include "Core/CResourceTable.h"
+#include "Core/CStdEventBridge.h"
+#include "Core/CSystem.h"
+#include "Core/Platform/CRunLoop.h"
+#include "Support/CTempFolder.h"
+#include "Support/CTreeBlobWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace kel
+{
+namespace ifacetest
+{
+
+using processtest::takeMessage;
+using processtest::text;
+
+// What a UI-side parameter listener heard: "info" for a definition, "change <group>" for a
+// change, with the values of the last change.
+class CRecordingParamListener : public CAudioInterfaceParamListener
+{
+public:
+    void onParamInfo(const CAudioParamInfo& info) override
+    {
+        log.push_back("info");
+        elementSize = info.getElementSize();
+        isValid = info.isValid();
+    }
+    void onParamChange(const CAudioParamChange& change) override
+    {
+        log.push_back("change " + std::to_string(change.group));
+        lastValues.assign(change.values, change.values + change.itemCount * elementSize);
+    }
+
+    std::vector<std::string> log;
+    std::vector<double> lastValues;
+    int elementSize = 1;
+    bool isValid = false;
+};
+
+class CRecordingRegistryListener : public CAudioInterfaceRegistryListener
+{
+public:
+    void onPresetList(int currentIndex, const CArray<CString>& names,
+                      const CString& currentName) override
+    {
+        ++calls;
+        current = currentIndex;
+        count = names.getCount();
+        name = text(currentName);
+    }
+
+    int calls = 0;
+    int current = -1;
+    int count = 0;
+    std::string name;
+};
+
+// The parameters the tests touch, below plugin.modMain, bound from the product's definitions.
+inline const char* const kBoundLeaves[] = {"modZumbelModule.gain", "modZumbelModule.freq",
+                                           "modZumbelModule.period", "preset-name"};
+
+// An instance tree as the product's template has it (environment, collector, visual collector,
+// base connector, interface base, master registry, two host parameters) over the product's
+// shared tree, and UI trees each with a client connector and a client.
+class CInterfaceTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        processtest::ensureCreators();
+        ASSERT_EQ(takeMessage(registerAudioParamRegistryCreators()), "");
+        ASSERT_EQ(takeMessage(registerAudioExtParamCreators()), "");
+        delete registerAudioInterfaceCreators();
+        previousTable = CResourceTable::getInstalled();
+        CResourceTable::install(resources::kResourceTable);
+        ASSERT_EQ(shared.loadProduct(), "");
+        CGlobalData::get().useFolders(CString(folder.path().c_str()),
+                                      CString(folder.path().c_str()));
+        CSystem::setErrorPresenter([](const char*, const char*, const char*, void*) {}, nullptr);
+        // What lives for the whole program: this thread's run loop, the bridge's creator row.
+        (void)CRunLoop::forThisThread();
+        if (!CObject::hasCreator(CString("ui:ui-event-bridge")))
+        {
+            static const CCreatorRow row = CCreatorRow::of<CStdEventBridge>("ui:ui-event-bridge");
+            ASSERT_EQ(takeMessage(CObject::registerCreators(&row, 1)), "");
+        }
+        liveBefore = CAllocator::liveBlocks();
+        buildInstance();
+    }
+
+    void TearDown() override
+    {
+        for (CObject* ui : uiRoots)
+            CObject::destroyObject(ui);
+        uiRoots.clear();
+        if (root)
+            CObject::destroyObject(root);
+        root = nullptr;
+        CSystem::setErrorPresenter(nullptr, nullptr);
+        CGlobalData::get().reset();
+        EXPECT_EQ(CAllocator::liveBlocks(), liveBefore) << "framework blocks left behind";
+        CResourceTable::install(previousTable);
+    }
+
+    void buildInstance()
+    {
+        CTreeBlobWriter::Node top("kel", "");
+        auto& plugin = top.add("core:object", "plugin");
+        plugin.add("audio:audio-env", "audio-env").attr("viz-fps", "25.0");
+        plugin.add("audio:param-collector", "param-collector").attr("env", "^audio-env");
+        plugin.add("audio:viz-collector", "viz-collector").attr("env", "^audio-env");
+        plugin.add("audio:interface-base-connector-vst", "interface-base-connector");
+        plugin.add("audio:interface-base", "interface-base")
+            .attr("base-connector", "^interface-base-connector")
+            .attr("undo-count-max", "32")
+            .attr("param-collector", "^param-collector")
+            .attr("viz-collector", "^viz-collector");
+        plugin.add("audio:param-registry", "param-registry")
+            .attr("hierarchy", "plugin.modMain")
+            .attr("is-master", "true")
+            .attr("id", "z4m1")
+            .attr("param-collector", "^param-collector")
+            .attr("preset-naming", "Master preset")
+            .attr("param-undo", "^interface-base")
+            .attr("preset-name-param", "plugin.modMain.preset-name")
+            .attr("file", "FactoryROM.cbf");
+        auto& extList = plugin.add("audio:ext-param-list", "ext-param-list");
+        extList.add("audio:ext-param", "ext-param")
+            .attr("param-collector", "^^param-collector")
+            .attr("ext-name", "Freq")
+            .attr("param-name", "plugin.modMain.modZumbelModule.freq");
+        extList.add("audio:ext-param", "ext-param")
+            .attr("param-collector", "^^param-collector")
+            .attr("ext-name", "Gain")
+            .attr("param-name", "plugin.modMain.modZumbelModule.gain");
+        blob = CTreeBlobWriter::write(top);
+        root = new CObject();
+        ASSERT_EQ(takeMessage(root->loadFromMemory(blob.data(), blob.size(), true)), "");
+        collector = dynamic_cast<CAudioParamCollector*>(root->findObject("plugin.param-collector"));
+        base = dynamic_cast<CAudioInterfaceBase*>(root->findObject("plugin.interface-base"));
+        baseConnector = dynamic_cast<CAudioInterfaceBaseConnectorVST*>(
+            root->findObject("plugin.interface-base-connector"));
+        registry = dynamic_cast<CAudioParamRegistry*>(root->findObject("plugin.param-registry"));
+        viz = dynamic_cast<CAudioVizCollector*>(root->findObject("plugin.viz-collector"));
+        ASSERT_NE(collector, nullptr);
+        ASSERT_NE(base, nullptr);
+        ASSERT_NE(baseConnector, nullptr);
+        ASSERT_NE(registry, nullptr);
+        ASSERT_NE(viz, nullptr);
+        ASSERT_EQ(baseConnector->getBase(), base);
+        for (const char* leaf : kBoundLeaves)
+            bind(leaf);
+    }
+
+    void bind(const std::string& leaf)
+    {
+        auto* def = shared.find<CAudioParamDef>(("audio.modMain." + leaf).c_str());
+        ASSERT_NE(def, nullptr) << leaf;
+        CAudioParamContext context;
+        param(leaf).bind(*def, context);
+    }
+
+    CAudioParam& param(const std::string& leaf)
+    {
+        return *collector->getParam(CString(("plugin.modMain." + leaf).c_str()));
+    }
+
+    struct CUi
+    {
+        CObject* root = nullptr;
+        CAudioInterfaceClientConnectorVST* connector = nullptr;
+        CAudioInterfaceClient* client = nullptr;
+
+        // Hands the queued messages to the client; the error text of the first faulty one.
+        std::string pump() { return takeMessage(connector->processBaseData()); }
+    };
+
+    // A UI tree joined to the instance's base connector. With a bridge, connector and client
+    // live under an event bridge of the calling thread (ui.bridge.connector, ui.bridge.client).
+    CUi makeUi(bool connect = true, bool withBridge = false)
+    {
+        CTreeBlobWriter::Node top("kel", "");
+        auto* ui = &top.add("core:object", "ui");
+        if (withBridge)
+            ui = &ui->add("ui:ui-event-bridge", "bridge");
+        ui->add("audio:interface-client-connector-vst", "connector");
+        ui->add("audio:interface-client", "client").attr("client-connector", "^connector");
+        uiBlobs.push_back(CTreeBlobWriter::write(top));
+        CUi made;
+        made.root = new CObject();
+        uiRoots.push_back(made.root);
+        EXPECT_EQ(takeMessage(made.root->loadFromMemory(uiBlobs.back().data(),
+                                                        uiBlobs.back().size(), true)),
+                  "");
+        const std::string at = withBridge ? "ui.bridge." : "ui.";
+        made.connector = dynamic_cast<CAudioInterfaceClientConnectorVST*>(
+            made.root->findObject(CString((at + "connector").c_str())));
+        made.client = dynamic_cast<CAudioInterfaceClient*>(
+            made.root->findObject(CString((at + "client").c_str())));
+        EXPECT_NE(made.connector, nullptr);
+        EXPECT_NE(made.client, nullptr);
+        if (connect && made.connector)
+            made.connector->connect(*baseConnector);
+        return made;
+    }
+
+    static std::string fullName(const std::string& leaf) { return "plugin.modMain." + leaf; }
+
+    test::CTempFolder folder{"kel-iface"};
+    processtest::CSharedTree shared;
+    const CResourceEntry* previousTable = nullptr;
+    std::vector<uint8_t> blob;
+    std::vector<std::vector<uint8_t>> uiBlobs;
+    std::vector<CObject*> uiRoots;
+    CObject* root = nullptr;
+    int64_t liveBefore = 0;
+    CAudioParamCollector* collector = nullptr;
+    CAudioInterfaceBase* base = nullptr;
+    CAudioInterfaceBaseConnectorVST* baseConnector = nullptr;
+    CAudioParamRegistry* registry = nullptr;
+    CAudioVizCollector* viz = nullptr;
+};
+
+} // namespace ifacetest
+} // namespace kel
