@@ -120,6 +120,8 @@ public:
     void setActiveChannels(int inputCount, int outputCount);
     int getInChannels() const;
     int getOutChannels() const;
+    // The output channels the block calls write, as fixed by the last start. [audio thread]
+    int getRunOutChannels() const { return runOutChannels; }
 
     // Start and stop alternate with the host's resume and suspend; each acts once in a row.
     // start applies the sample rate and a changed layout and readies the buffers, so that the

@@ -270,6 +270,11 @@ void CAudioWrapperVST::processAudio(Sample** inputs, Sample** outputs, int32_t f
             setTempo(info->tempo);
     }
     processBlock(inputs, outputs, frames);
+    // The host hands over a buffer for every declared output; those the layout does not use
+    // get silence rather than whatever they held.
+    for (int32_t channel = getRunOutChannels(); channel < getNumOutputs(); ++channel)
+        if (outputs[channel])
+            std::memset(outputs[channel], 0, static_cast<size_t>(frames) * sizeof(Sample));
     if (takeIoChangePending())
         ioChanged();
 }

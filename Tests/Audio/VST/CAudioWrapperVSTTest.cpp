@@ -734,5 +734,40 @@ TEST(CAudioWrapperVSTWildcard, MatchesStarsAndQuestionMarksIgnoringCase)
     EXPECT_FALSE(CAudioWrapperVST::matchWildcard(nullptr, "x"));
 }
 
+TEST(CAudioWrapperVSTOutputTest, OutputsBeyondTheArrangementGetSilence)
+{
+    CFakeHost host;
+    AEffect* effect = createEffect(host, 8);
+    ASSERT_NE(effect, nullptr);
+    ASSERT_EQ(effect->numOutputs, 8);
+    VstSpeakerArrangement input = {};
+    VstSpeakerArrangement output = {};
+    input.numChannels = 2;
+    output.numChannels = 2;
+    ASSERT_EQ(CFakeHost::dispatch(effect, kEffSetSpeakerArrangement, 0,
+                                  reinterpret_cast<intptr_t>(&input), &output),
+              1);
+    CFakeHost::startUp(effect, 48000.0f, 256);
+
+    constexpr int kFrames = 256;
+    std::vector<std::vector<float>> in(8, std::vector<float>(kFrames, 0.5f));
+    std::vector<std::vector<float>> out(8, std::vector<float>(kFrames, 1.0f));
+    float* inputs[8];
+    float* outputs[8];
+    for (int channel = 0; channel < 8; ++channel)
+    {
+        inputs[channel] = in[static_cast<size_t>(channel)].data();
+        outputs[channel] = out[static_cast<size_t>(channel)].data();
+    }
+    effect->processReplacing(effect, inputs, outputs, kFrames);
+    for (int channel = 0; channel < 8; ++channel)
+    {
+        const float expected = channel < 2 ? 0.5f : 0.0f;
+        for (float sample : out[static_cast<size_t>(channel)])
+            ASSERT_EQ(sample, expected) << "channel " << channel;
+    }
+    EXPECT_EQ(CFakeHost::close(effect), 1);
+}
+
 } // namespace
 } // namespace kel
