@@ -11,6 +11,20 @@ jobs=${KEL_JOBS:-$(nproc)}
 passed=0
 failed=0
 status=0
+timings=()
+stage_name=""
+stage_start=$SECONDS
+
+# stage NAME: ends the running stage (noting its time) and starts the next; no name ends it only.
+stage()
+{
+    if [ -n "$stage_name" ]; then
+        timings+=("$(printf '%-34s %4d s' "$stage_name" $((SECONDS - stage_start)))")
+    fi
+    stage_name=$1
+    stage_start=$SECONDS
+    [ -z "$stage_name" ] || echo "== $stage_name"
+}
 
 # run_ctest BUILD_DIR CTEST_ARGS...: runs ctest and adds its counts to the totals.
 run_ctest()
@@ -57,26 +71,31 @@ build()
     fi
 }
 
-echo "== normal build"
+stage "normal build and tests"
 build build -DCMAKE_BUILD_TYPE=RelWithDebInfo && run_ctest build
 
 if [ "${1:-}" != "--quick" ]; then
-    echo "== AddressSanitizer + UndefinedBehaviorSanitizer, debug channel on"
+    stage "AddressSanitizer + UBSan"
     build build-asan -DCMAKE_BUILD_TYPE=Debug -DKEL_SANITIZE=address,undefined -DKEL_DEBUG_CHANNEL=ON &&
         run_ctest build-asan -LE 'ardour|fuzz$'
 
-    echo "== ThreadSanitizer: concurrency and host tests"
+    stage "ThreadSanitizer"
     if build build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKEL_SANITIZE=thread; then
         run_ctest build-tsan -L 'host'
         run_ctest build-tsan -LE 'host' -R 'Concurrency|Thread'
     fi
 
-    echo "== fuzz targets (clang, libFuzzer), ${KEL_FUZZ_SECONDS:-20} s each"
+    stage "fuzz targets, ${KEL_FUZZ_SECONDS:-20} s each"
     KEL_TARGET=fuzz_all build build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang-14 \
         -DCMAKE_CXX_COMPILER=clang++-14 -DKEL_SANITIZE=address,undefined -DKEL_FUZZ=ON -DKEL_FUZZ_SECONDS="${KEL_FUZZ_SECONDS:-20}" &&
         run_ctest build-fuzz -L '^fuzz$' -j 1
 fi
 
+stage ""
 echo
+for line in "${timings[@]}"; do
+    echo "time: $line"
+done
+echo "time: total $SECONDS s"
 echo "test-all: $passed passed, $failed failed"
 exit $status
