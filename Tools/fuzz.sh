@@ -6,10 +6,10 @@
 #
 #   Tools/fuzz.sh [SECONDS] [TARGET...]
 #
-# Targets: read_string read_compressed_data text_reader object_tree compiled_tree preset_bank (the list of
-# Tests/Fuzz/CMakeLists.txt).
+# Targets: the list KEL_FUZZ_TARGETS of Tests/Fuzz/CMakeLists.txt.
 #
-# KEL_FUZZ_BUILD sets the build folder (default build-fuzz), KEL_FUZZ_JOBS the build's jobs.
+# KEL_FUZZ_BUILD sets the build folder (default build-fuzz), KEL_FUZZ_JOBS the build's jobs;
+# KEL_FUZZ_RUNS=N runs each target for N executions instead of a time.
 set -u -o pipefail
 
 root="$(cd "$(dirname "$0")/.." && pwd)"
@@ -20,7 +20,8 @@ if [[ $# -gt 0 && "$1" =~ ^[0-9]+$ ]]; then
     seconds="$1"
     shift
 fi
-all_targets=(read_string read_compressed_data text_reader object_tree compiled_tree preset_bank)
+read -r -a all_targets <<<"$(sed -n '/^set(KEL_FUZZ_TARGETS/,/)/p' "$root/Tests/Fuzz/CMakeLists.txt" |
+    tr '\n' ' ' | sed -e 's/set(KEL_FUZZ_TARGETS//' -e 's/).*//')"
 targets=("$@")
 [[ ${#targets[@]} -eq 0 ]] && targets=("${all_targets[@]}")
 for target in "${targets[@]}"; do
@@ -53,13 +54,17 @@ for target in "${targets[@]}"; do
     found="$build/fuzz-found/$target"
     crashes="$build/fuzz-crashes/$target"
     mkdir -p "$corpus" "$found" "$crashes"
-    echo "== $target: ${seconds}s"
+    limit=(-max_total_time="$seconds")
+    [[ -z "${KEL_FUZZ_RUNS:-}" ]] || limit=(-runs="$KEL_FUZZ_RUNS")
+    echo "== $target: ${limit[*]}"
     log="$build/fuzz-$target.log"
-    "$build/Tests/Fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+    start=$SECONDS
+    "$build/Tests/Fuzz/fuzz_$target" "${limit[@]}" -timeout=10 -rss_limit_mb=2048 \
         -max_len=8192 -print_final_stats=1 -artifact_prefix="$crashes/" \
         "$found" "$corpus" >"$log" 2>&1
     status=$?
     grep -E "^#[0-9]+ +DONE|stat::number_of_executed_units|stat::peak_rss_mb" "$log" | tail -3
+    echo "   $((SECONDS - start)) s"
     # Only what adds coverage goes into the kept corpus.
     "$build/Tests/Fuzz/fuzz_$target" -merge=1 "$corpus" "$found" >"$build/fuzz-$target.merge.log" 2>&1
     if [[ $status -ne 0 ]]; then

@@ -103,6 +103,7 @@ public:
 
         void onBridgeNotify() override;
         const CString& getSlotName() const { return slotName; }
+        int32_t getOption() const { return option; }
 
     private:
         CAudioInterfaceBase& base;
