@@ -450,10 +450,14 @@ bool CAudioWrapper::parseBool(const char* text)
     return text && (std::strcmp(text, "1") == 0 || std::strcmp(text, "true") == 0);
 }
 
-bool CAudioWrapper::readBoolSetting(const char* /*key*/, const char* fallback)
+bool CAudioWrapper::readBoolSetting(const char* key, const char* fallback)
 {
-    // There is no settings store yet: every key reads as missing.
-    return parseBool(fallback);
+    const CString text = readSetting(CGlobalData::get(), key);
+    if (text.isEmpty())
+        return parseBool(fallback);
+    char value[8] = {};
+    text.toUtf8(value, static_cast<int>(sizeof(value)));
+    return parseBool(value);
 }
 
 CDCDAWContext* CAudioWrapper::getContext() const

@@ -1,9 +1,11 @@
 #include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamCollector.h"
+#include "Audio/CAudioParamContext.h"
 #include "Audio/VST/CAudioWrapperVST.h"
 #include "Core/CGlobalData.h"
 #include "Core/CLocalData.h"
 #include "Support/CFakeHost.h"
+#include "Support/CTempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -235,6 +237,46 @@ TEST_F(CAudioWrapperVSTStateTest, ProgramNamesFollowRenames)
     std::memset(name, 0, sizeof(name));
     CFakeHost::dispatch(fresh, kEffGetProgramNameIndexed, 1, 0, name);
     EXPECT_STREQ(name, "My very own program nam");
+}
+
+TEST(CAudioWrapperSettingsTest, ProcessWideSettingsShapeEveryNewInstance)
+{
+    test::CTempFolder user;
+    test::CTempFolder common;
+    CGlobalData::get().useFolders(CString::fromUtf8(user.path().c_str()),
+                                  CString::fromUtf8(common.path().c_str()));
+    CLocalData::get().useFolders(CString::fromUtf8(user.path().c_str()),
+                                 CString::fromUtf8(common.path().c_str()));
+    ASSERT_EQ(CGlobalData::get().writeString(CString("force-2ch"), CString("true")), nullptr);
+    ASSERT_EQ(CGlobalData::get().writeString(CString("vst-func-sync"), CString("1")), nullptr);
+    ASSERT_EQ(CLocalData::get().writeString(CString("integration-time"), CString("1234")), nullptr);
+
+    CFakeHost host;
+    AEffect* effect = nullptr;
+    CError* error = CAudioWrapperVST::create(host.callback(), &effect, 0);
+    ASSERT_EQ(error, nullptr);
+    auto* wrapper = static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(effect));
+    // A host that could take eight channels gets two, and every call is serialised.
+    EXPECT_EQ(effect->numOutputs, 2);
+    EXPECT_TRUE(wrapper->hasSyncLock());
+    // The shared meter time is put in the parameter when the instance starts...
+    CFakeHost::startUp(effect, 48000.0f, 512);
+    CAudioParam* rms =
+        wrapper->getParamCollector()->findParam(CString("plugin.modMain.meter-rmstime"));
+    ASSERT_NE(rms, nullptr);
+    EXPECT_DOUBLE_EQ(rms->getValue(0, 0), 1234.0);
+    // ...and a change by the user goes back to the setting, for every instance.
+    CAudioParamContext context;
+    rms->setValue(0, 0, 500.0, context);
+    context.runDeferred();
+    CString stored;
+    ASSERT_EQ(CLocalData::get().readString(CString("integration-time"), stored), nullptr);
+    double storedValue = 0.0;
+    EXPECT_TRUE(stored.parseDouble(storedValue));
+    EXPECT_DOUBLE_EQ(storedValue, 500.0);
+    EXPECT_EQ(CFakeHost::close(effect), 1);
+    CGlobalData::get().reset();
+    CLocalData::get().reset();
 }
 
 TEST(CAudioWrapperIdentityTest, PluginCodeAndVersionForms)
