@@ -826,11 +826,20 @@ CError* CAudioWrapper::loadChunk(const void* data, int32_t byteCount, bool isPre
     CByteBuffer payload;
     KEL_CHECK(reader.readCompressedData(payload, isPreset ? CAudioPreset::kBlockId
                                                           : CAudioPresetBank::kBlockId));
+    // A payload that reads but cannot be applied in full (a value that does not decode) must
+    // not leave half a state behind: the state before goes back in.
+    CMemoryWriteBuffer before(4096);
+    KEL_CHECK(paramRegistry->acquirePreset(false, before, true));
     CMemoryReader payloadReader(payload.getData(), payload.getSize());
-    if (isPreset)
-        KEL_CHECK(paramRegistry->activatePreset(payloadReader, true, -1));
-    else
-        KEL_CHECK(paramRegistry->activateBank(payloadReader, true));
+    CError* failure = isPreset ? paramRegistry->activatePreset(payloadReader, true, -1)
+                               : paramRegistry->activateBank(payloadReader, true);
+    if (failure)
+    {
+        CMemoryReader restore(before.getData(), before.getSize());
+        if (CError* restoreError = paramRegistry->activateBank(restore, true))
+            delete restoreError;
+        KEL_CHECK(failure);
+    }
     return nullptr;
 }
 
