@@ -275,8 +275,10 @@ CError* CAudioParamStorage::saveGroups(COutputStream& stream, int first, int cou
     KEL_CHECK(stream.writeInt32(count));
     if (dtype == kTypeString)
         KEL_CHECK(strings.save(stream));
-    for (int g = first; g < first + count; ++g)
+    // Counted from zero: a group number from outside may be as large as an int goes.
+    for (int n = 0; n < count; ++n)
     {
+        const int g = first + n;
         const int length = getGroupLength(g);
         KEL_CHECK(stream.writeInt32(length / esize));
         const double* values = getGroupValues(g);

@@ -5,6 +5,7 @@
 #include "Audio/CAudioExtParamList.h"
 #include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamCollector.h"
+#include "Audio/CAudioParamStorage.h"
 #include "Audio/CAudioPreset.h"
 #include "Audio/CAudioPresetBank.h"
 #include "Audio/CAudioProcess.h"
@@ -826,6 +827,9 @@ CError* CAudioWrapper::loadChunk(const void* data, int32_t byteCount, bool isPre
     CByteBuffer payload;
     KEL_CHECK(reader.readCompressedData(payload, isPreset ? CAudioPreset::kBlockId
                                                           : CAudioPresetBank::kBlockId));
+    // Every value of every preset must decode before anything is applied: a key the instance
+    // does not know yet is kept with its value, so a half-applied payload would leave some.
+    KEL_CHECK(checkPayload(payload, isPreset));
     // A payload that reads but cannot be applied in full (a value that does not decode) must
     // not leave half a state behind: the state before goes back in.
     CMemoryWriteBuffer before(4096);
@@ -839,6 +843,30 @@ CError* CAudioWrapper::loadChunk(const void* data, int32_t byteCount, bool isPre
         if (CError* restoreError = paramRegistry->activateBank(restore, true))
             delete restoreError;
         KEL_CHECK(failure);
+    }
+    return nullptr;
+}
+
+CError* CAudioWrapper::checkPayload(const CByteBuffer& payload, bool isPreset)
+{
+    CMemoryReader reader(payload.getData(), payload.getSize());
+    CAudioPresetBank bank;
+    if (isPreset)
+    {
+        bank.setCount(1);
+        KEL_CHECK(bank.getPreset(0)->load(reader));
+    }
+    else
+        KEL_CHECK(bank.load(reader));
+    for (int index = 0; index < bank.getCount(); ++index)
+    {
+        const CAudioPreset& preset = *bank.getPreset(index);
+        for (const auto& entry : preset.getEntries())
+        {
+            CString path;
+            CAudioParamStorage values;
+            KEL_CHECK(preset.readEntryValues(entry.first, path, values));
+        }
     }
     return nullptr;
 }

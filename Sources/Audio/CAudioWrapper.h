@@ -15,6 +15,7 @@ namespace kel
 {
 
 class CApplicationData;
+class CByteBuffer;
 class CAudioCCTable;
 class CAudioEnv;
 class CAudioExtParamList;
@@ -270,6 +271,8 @@ private:
     [[nodiscard]] CError* bindGlobalParams();
     void resolveHostParams();
     void applyHostState();
+    // Whether every value of a chunk's preset or bank payload decodes.
+    [[nodiscard]] static CError* checkPayload(const CByteBuffer& payload, bool isPreset);
     void setHostParam(CAudioParam* param, double value);
     [[nodiscard]] CError* applyLayout();
     void warmUpPool();
