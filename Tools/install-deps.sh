@@ -4,7 +4,7 @@
 set -euo pipefail
 packages=(build-essential cmake pkg-config zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev
           libsndfile1-dev libpng-dev libpugixml-dev libcairo2-dev librsvg2-dev libfreetype-dev
-          fonts-dejavu-core clang-14 libclang-rt-14-dev clang-format-14)
+          fonts-dejavu-core clang-14 libclang-rt-14-dev clang-format-14 libx11-dev libxtst-dev)
 if [ "${1:-}" = "--with-hosts" ]; then
     packages+=(ardour sox python3)
 fi

@@ -131,7 +131,8 @@ CObject* CApplication::getSharedObject()
     return CObject::getSharedRoot();
 }
 
-CError* CApplication::initRootObject(CObject*& outRoot, const CString& resourceName)
+CError* CApplication::initRootObject(CObject*& outRoot, const CString& resourceName,
+                                     const CAttrMap* rootAttributes)
 {
     outRoot = nullptr;
     if (!CObject::getSharedRoot())
@@ -144,7 +145,19 @@ CError* CApplication::initRootObject(CObject*& outRoot, const CString& resourceN
         application.owners.set(owner->getRootId(), owner);
         root->setTreeOwner(owner);
     }
-    if (CError* error = loadTree(root, resourceName))
+    CError* error = nullptr;
+    if (rootAttributes)
+    {
+        for (auto& [attrName, value] : *rootAttributes)
+        {
+            error = root->setAttr(attrName, value, false);
+            if (error)
+                break;
+        }
+    }
+    if (!error)
+        error = loadTree(root, resourceName);
+    if (error)
     {
         destroyRootObject(root);
         KEL_CHECK(error);

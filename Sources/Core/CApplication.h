@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Core/CAttrValue.h"
 #include "Core/CError.h"
 #include "Core/CString.h"
 
@@ -40,8 +41,10 @@ public:
     [[nodiscard]] static CError* initSharedObject(const CString& resourceName);
     static CObject* getSharedObject();
     // Builds an instance's tree from a resource (empty: an empty root). "No shared object
-    // created." without a shared tree. On error nothing is left behind.
-    [[nodiscard]] static CError* initRootObject(CObject*& outRoot, const CString& resourceName);
+    // created." without a shared tree. On error nothing is left behind. rootAttributes, when
+    // given, are set on the root before the tree is read, so that the tree's nodes see them.
+    [[nodiscard]] static CError* initRootObject(CObject*& outRoot, const CString& resourceName,
+                                                const CAttrMap* rootAttributes = nullptr);
     // Destroys the tree and removes its owner record. [the tree's thread]
     static void destroyRootObject(CObject* root);
     static int getRootCount();

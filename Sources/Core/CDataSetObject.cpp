@@ -13,7 +13,10 @@ void CDataSetObject::registerClass(CClassInfo& info)
 CError* CDataSetObject::init()
 {
     KEL_CHECK(CObject::init());
-    KEL_CHECK(loadNow());
+    // Resources of the interface wait for the first editor: an instance that never shows one
+    // does not pay for them.
+    if (!getAttrBool("is-load-deferred", false))
+        KEL_CHECK(loadNow());
     return nullptr;
 }
 

@@ -8,8 +8,9 @@ namespace kel
 class CDataSet;
 
 // A tree node that holds one data set read from the resource its attribute "file" names
-// ("../../../Gfx/Palettes/Default.pal"), loaded when the node is initialised; a missing, short
-// or damaged resource fails the initialisation. Derived classes own the set and hand it out
+// ("../../../Gfx/Palettes/Default.pal"), loaded when the node is initialised, or with
+// "is-load-deferred" when its first user calls loadNow; a missing, short or damaged resource
+// fails the initialisation (or that call). Derived classes own the set and hand it out
 // through getDataSet; views keep pointers into it for the node's life. [ui thread]
 class CDataSetObject : public CObject
 {

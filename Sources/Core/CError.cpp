@@ -109,7 +109,8 @@ CError* CError::createFrom(const char* keyedText, const CErrorArg* args, int cou
     if (text[0] == '@')
     {
         const char* blank = std::strchr(text, ' ');
-        const size_t keyLength = blank ? static_cast<size_t>(blank - text - 1) : std::strlen(text + 1);
+        const size_t keyLength =
+            blank ? static_cast<size_t>(blank - text - 1) : std::strlen(text + 1);
         error->key = copyText(text + 1, keyLength);
         defaultText = blank ? blank + 1 : text + 1 + keyLength;
     }
@@ -164,7 +165,8 @@ const char* CError::getFrameName(int index) const
 int CError::formatChain(char* out, int capacity) const
 {
     int needed = 0;
-    auto append = [&](const char* format, auto... values) {
+    auto append = [&](const char* format, auto... values)
+    {
         const int room = capacity - needed > 0 ? capacity - needed : 0;
         const int written = std::snprintf(out && room ? out + needed : nullptr,
                                           static_cast<size_t>(room), format, values...);

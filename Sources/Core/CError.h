@@ -104,11 +104,13 @@ private:
 
 // Creates an error at this place, its first frame naming file, line and the current object.
 #define KEL_ERROR(...)                                                                             \
-    ([&]() -> ::kel::CError* {                                                                     \
-        ::kel::CError* kelNewError_ = ::kel::CError::create(__VA_ARGS__);                          \
-        kelNewError_->addFrame(__FILE__, __LINE__, kelErrorContextName());                         \
-        return kelNewError_;                                                                       \
-    }())
+    (                                                                                              \
+        [&]() -> ::kel::CError*                                                                    \
+        {                                                                                          \
+            ::kel::CError* kelNewError_ = ::kel::CError::create(__VA_ARGS__);                      \
+            kelNewError_->addFrame(__FILE__, __LINE__, kelErrorContextName());                     \
+            return kelNewError_;                                                                   \
+        }())
 
 // Passes an error up: if expr fails, adds this level's frame and returns the error.
 #define KEL_CHECK(expr)                                                                            \

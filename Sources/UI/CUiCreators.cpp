@@ -1,9 +1,15 @@
 #include "UI/CUiCreators.h"
 
+#include "UI/Controls/CFrame.h"
+#include "UI/Controls/CPicture.h"
+#include "UI/Controls/CWindowDrag.h"
 #include "UI/Resources/CBrushSetObject.h"
 #include "UI/Resources/CFontObject.h"
 #include "UI/Resources/CImageSetObject.h"
 #include "UI/Resources/CPaletteObject.h"
+#include "UI/Views/CView.h"
+#include "UI/Windows/CWindow.h"
+#include "UI/Windows/CWindowSharedData.h"
 
 namespace kel
 {
@@ -15,6 +21,12 @@ CError* CUiCreators::registerAll()
         CCreatorRow::of<CFontObject>("font"),
         CCreatorRow::of<CImageSetObject>("imageset"),
         CCreatorRow::of<CPaletteObject>("palette"),
+        CCreatorRow::of<CFrame>("ui:frame"),
+        CCreatorRow::of<CPicture>("ui:picture"),
+        CCreatorRow::of<CView>("ui:view"),
+        CCreatorRow::of<CWindowDrag>("ui:window-drag"),
+        CCreatorRow::of<CWindow>("ui:window-renderer"),
+        CCreatorRow::of<CWindowSharedData>("ui:window-shared-data"),
     };
     KEL_CHECK(CObject::registerCreators(rows, static_cast<int>(sizeof(rows) / sizeof(rows[0]))));
     return nullptr;

@@ -23,49 +23,49 @@ std::atomic<uint64_t> gCount{0};
 #if KEL_MALLOC_COUNTER
 extern "C"
 {
-void* __libc_malloc(size_t);
-void* __libc_calloc(size_t, size_t);
-void* __libc_realloc(void*, size_t);
-void* __libc_memalign(size_t, size_t);
+    void* __libc_malloc(size_t);
+    void* __libc_calloc(size_t, size_t);
+    void* __libc_realloc(void*, size_t);
+    void* __libc_memalign(size_t, size_t);
 
-void* malloc(size_t bytes)
-{
-    if (tWatched)
-        gCount.fetch_add(1, std::memory_order_relaxed);
-    return __libc_malloc(bytes);
-}
+    void* malloc(size_t bytes)
+    {
+        if (tWatched)
+            gCount.fetch_add(1, std::memory_order_relaxed);
+        return __libc_malloc(bytes);
+    }
 
-void* calloc(size_t count, size_t bytes)
-{
-    if (tWatched)
-        gCount.fetch_add(1, std::memory_order_relaxed);
-    return __libc_calloc(count, bytes);
-}
+    void* calloc(size_t count, size_t bytes)
+    {
+        if (tWatched)
+            gCount.fetch_add(1, std::memory_order_relaxed);
+        return __libc_calloc(count, bytes);
+    }
 
-void* realloc(void* block, size_t bytes)
-{
-    if (tWatched)
-        gCount.fetch_add(1, std::memory_order_relaxed);
-    return __libc_realloc(block, bytes);
-}
+    void* realloc(void* block, size_t bytes)
+    {
+        if (tWatched)
+            gCount.fetch_add(1, std::memory_order_relaxed);
+        return __libc_realloc(block, bytes);
+    }
 
-void* memalign(size_t alignment, size_t bytes)
-{
-    if (tWatched)
-        gCount.fetch_add(1, std::memory_order_relaxed);
-    return __libc_memalign(alignment, bytes);
-}
+    void* memalign(size_t alignment, size_t bytes)
+    {
+        if (tWatched)
+            gCount.fetch_add(1, std::memory_order_relaxed);
+        return __libc_memalign(alignment, bytes);
+    }
 
-void* aligned_alloc(size_t alignment, size_t bytes)
-{
-    return memalign(alignment, bytes);
-}
+    void* aligned_alloc(size_t alignment, size_t bytes)
+    {
+        return memalign(alignment, bytes);
+    }
 
-int posix_memalign(void** out, size_t alignment, size_t bytes)
-{
-    *out = memalign(alignment, bytes);
-    return *out ? 0 : 12;
-}
+    int posix_memalign(void** out, size_t alignment, size_t bytes)
+    {
+        *out = memalign(alignment, bytes);
+        return *out ? 0 : 12;
+    }
 }
 #endif
 

@@ -261,6 +261,17 @@ intptr_t CHostedPlugin::canDo(const char* text)
     return dispatch(kEffCanDo, 0, 0, const_cast<char*>(text));
 }
 
+bool CHostedPlugin::getEditorRect(int& width, int& height)
+{
+    ERect* rect = nullptr;
+    dispatch(kEffEditGetRect, 0, 0, &rect);
+    if (!rect)
+        return false;
+    width = rect->right - rect->left;
+    height = rect->bottom - rect->top;
+    return true;
+}
+
 void CHostedPlugin::setParameter(int index, float valueNorm)
 {
     if (effect && effect->setParameter)

@@ -95,6 +95,8 @@ public:
     int32_t getVstVersion();
     int32_t getCategory();
     intptr_t canDo(const char* text);
+    // effEditGetRect: the editor's size; false if the plug-in gives no rectangle.
+    bool getEditorRect(int& width, int& height);
 
     // Parameters by index, normalised 0..1. [any thread]
     void setParameter(int index, float valueNorm);

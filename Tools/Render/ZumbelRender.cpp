@@ -197,7 +197,8 @@ int checkDefaultRules(const std::vector<CEventDetector::CEvent>& events, double 
     const double levelMinDb = -12.0 + 20.0 * std::log10(1.0 - kSpread) - 0.5;
     const double levelMaxDb = -12.0 + 20.0 * std::log10(1.0 + kSpread) + 0.5;
     int breaches = 0;
-    auto breach = [&](int number, const char* what, double value) {
+    auto breach = [&](int number, const char* what, double value)
+    {
         std::printf("check: event %d: %s (%.4f)\n", number, what, value);
         ++breaches;
     };

@@ -96,10 +96,11 @@ bool compileFonts(const std::string& outDir)
         for (int v = 0; v < 3; ++v)
         {
             FT_Set_Char_Size(
-                face, 0, static_cast<FT_F26Dot6>(std::lround(faceDef.pixelSize * kScales[v] * 64.0)),
-                72, 72);
-            FT_Matrix narrow = {static_cast<FT_Fixed>(std::lround(faceDef.widthScale * 65536.0)), 0, 0,
-                                0x10000};
+                face, 0,
+                static_cast<FT_F26Dot6>(std::lround(faceDef.pixelSize * kScales[v] * 64.0)), 72,
+                72);
+            FT_Matrix narrow = {static_cast<FT_Fixed>(std::lround(faceDef.widthScale * 65536.0)), 0,
+                                0, 0x10000};
             FT_Set_Transform(face, &narrow, nullptr);
             for (int code = 32; code <= 969; ++code)
             {

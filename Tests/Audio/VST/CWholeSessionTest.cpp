@@ -66,19 +66,21 @@ TEST(CWholeSession, HostDrivesThePluginThroughItsWholeLife)
     plugin.setActive(true);
 
     std::atomic<bool> audioRunning{true};
-    std::thread control([&] {
-        // The interface thread: chunks and parameter reads while audio runs. The plug-in never
-        // calls the host back from here with anything but what the host may take.
-        while (audioRunning.load())
+    std::thread control(
+        [&]
         {
-            std::vector<uint8_t> chunk = plugin.getChunk(false);
-            if (!chunk.empty())
-                plugin.setChunk(chunk.data(), chunk.size(), false);
-            for (int index = 0; index < plugin.getNumParams(); ++index)
-                plugin.setParameter(index, plugin.getParameter(index));
-            std::this_thread::yield();
-        }
-    });
+            // The interface thread: chunks and parameter reads while audio runs. The plug-in never
+            // calls the host back from here with anything but what the host may take.
+            while (audioRunning.load())
+            {
+                std::vector<uint8_t> chunk = plugin.getChunk(false);
+                if (!chunk.empty())
+                    plugin.setChunk(chunk.data(), chunk.size(), false);
+                for (int index = 0; index < plugin.getNumParams(); ++index)
+                    plugin.setParameter(index, plugin.getParameter(index));
+                std::this_thread::yield();
+            }
+        });
 
     const int64_t frames = 48000 * 3;
     {

@@ -1,0 +1,11 @@
+#include "UI/Controls/CWindowDrag.h"
+
+namespace kel
+{
+
+void CWindowDrag::registerClass(CClassInfo& info)
+{
+    CView::registerClass(info);
+}
+
+} // namespace kel

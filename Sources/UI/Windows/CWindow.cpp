@@ -1,0 +1,548 @@
+#include "UI/Windows/CWindow.h"
+
+#include "Core/CGlobalSettings.h"
+#include "Core/CSystem.h"
+#include "Core/CTimer.h"
+#include "Core/Platform/CThisThread.h"
+#include "Core/Platform/CTickClock.h"
+#include "UI/Platform/CNativeDisplay.h"
+#include "UI/Rendering/CSectorMap.h"
+#include "UI/Views/CViewBase.h"
+#include "UI/Windows/CWindowSharedData.h"
+
+#include <cstdlib>
+
+namespace kel
+{
+
+double CWindow::clockSec = 0.0;
+
+namespace
+{
+
+bool contains(const CLinearBitmap::Rect& r, int x, int y)
+{
+    return x >= r.left && x < r.right && y >= r.top && y < r.bottom;
+}
+
+// The topmost view under (x, y) in the subtree of view; children are tried from the last drawn.
+CViewBase* findViewAt(CViewBase* view, int x, int y, bool ignoreClickThrough)
+{
+    if (!view || view->isHidden() || !contains(view->getViewRect(), x, y))
+        return nullptr;
+    if (!view->isIntercepting() || view->isInterceptingAllowChilds())
+    {
+        for (int i = view->getChildCount() - 1; i >= 0; --i)
+        {
+            CViewBase* child = dynamic_cast<CViewBase*>(view->getChild(i));
+            if (CViewBase* hit = findViewAt(child, x, y, ignoreClickThrough))
+                return hit;
+        }
+    }
+    if (view->isIntercepting())
+        return view;
+    if (view->isClickThrough() && !ignoreClickThrough)
+        return nullptr;
+    return view;
+}
+
+} // namespace
+
+CWindow::CWindow() = default;
+
+CWindow::~CWindow()
+{
+    closeWindow();
+}
+
+void CWindow::registerClass(CClassInfo& info)
+{
+    CObject::registerClass(info);
+    info.addEventProc<CWindow>("render-tick", &CWindow::onRenderTick);
+    info.addEventProc<CWindow>("cursor-tick", &CWindow::onCursorTick);
+    info.addEventProc<CWindow>("auto-click-tick", &CWindow::onAutoClickTick);
+    info.addEventProc<CWindow>("deactivate-tick", &CWindow::onDeactivateTick);
+    info.addEventProc<CWindow>("close-window", &CWindow::onCloseWindow);
+    info.addEventProc<CWindow>("popup-close", &CWindow::onPopupClose);
+}
+
+CError* CWindow::init()
+{
+    KEL_CHECK(CObject::init());
+    // Settings are optional: a window without them uses the built-in precisions.
+    globalSettings = dynamic_cast<CGlobalSettings*>(findObject(CString("ui.global-settings")));
+    exportDrawLoad = getAttrBool(CString("is-export-draw-load"), false);
+    pluginVst = getAttrBool(CString("is-plugin-vst"), false);
+    mainWindow = getAttrBool(CString("is-main-window"), false);
+    popupWindow = getAttrBool(CString("is-popup-window"), false);
+
+    rootView = dynamic_cast<CViewBase*>(getParent());
+    if (!rootView || !rootView->isRootView())
+        return KEL_ERROR("@kelstr_CWindow_init_NoRootView Unable to find root view.");
+    KEL_CHECK(rootView->setAttr(CString("window"), CAttrValue(getFullName())));
+    sectorMap = rootView->getSectorMap();
+    if (!sectorMap)
+        return KEL_ERROR("@kelstr_CWindow_init_NoSectorMap Unable to find sector map.");
+    sharedData = dynamic_cast<CWindowSharedData*>(findObject(CString("ui.window-shared-data")));
+    if (sharedData)
+        sharedData->addWindow(this);
+
+    const CObject* bridgeOwner = findEventBridgeOwner();
+    if (!bridgeOwner)
+        return KEL_ERROR("@kelstr_CWindow_init_NoEventBridge Unable to locate a suitable event "
+                         "bridge.");
+    // Timers belong to the bridge's thread: a window made elsewhere has none.
+    if (bridgeOwner->getBridgeThreadId() == CThisThread::id())
+    {
+        KEL_CHECK(createTimer("render-timer", "fps", "40", "render-tick"));
+        KEL_CHECK(createTimer("cursor-timer", "cursor-fps", "3", "cursor-tick"));
+        KEL_CHECK(createTimer("auto-click-timer", "auto-click-fps", "30", "auto-click-tick"));
+        KEL_CHECK(createTimer("deactivate-timer", "deactivate-fps", "30", "deactivate-tick"));
+        timersRunning = true;
+    }
+    return nullptr;
+}
+
+CError* CWindow::createTimer(const char* timerName, const char* fpsAttr, const char* fallbackFps,
+                             const char* procName)
+{
+    CAttrMap params;
+    params.set(CString("fps"), CAttrValue(getAttrString(CString(fpsAttr), CString(fallbackFps))));
+    CTimer* timer = nullptr;
+    KEL_CHECK(createChild<CTimer>(CString("core:timer"), CString(timerName), timer, &params));
+    CString path(".");
+    path.append(timerName);
+    KEL_CHECK(listenObject(path, CString("tick"), CString(procName)));
+    return nullptr;
+}
+
+void CWindow::detachLinks()
+{
+    closeWindow();
+    if (sharedData)
+        sharedData->removeWindow(this);
+    sharedData = nullptr;
+    rootView = nullptr;
+    sectorMap = nullptr;
+    globalSettings = nullptr;
+    hoverView = topView = pressedView = keyFocusView = nullptr;
+    CObject::detachLinks();
+}
+
+CError* CWindow::createWindow()
+{
+    if (nativeWindow)
+        return nullptr;
+    CNativeDisplay* display = sharedData ? sharedData->getDisplay() : nullptr;
+    CNativeWindow::COpenParams params;
+    // The window of the editor stands in the host's window; windows opened from it are
+    // top-level windows of their own.
+    if (isEmbedded())
+    {
+        params.parent = getRoot()->getAttrPointer(CString("ParentWindow"), nullptr);
+        if (!params.parent)
+            return KEL_ERROR("@kelstr_CWindow_createWindow_NoParentWindow Unable to locate "
+                             "parent window.");
+    }
+    if (!display)
+        return KEL_ERROR("@kelstr_CWindow_createWindow_CreateError Unable to create window "
+                         "(error %1).",
+                         "no display");
+    const CLinearBitmap::Rect rect = rootView->getViewRect();
+    params.width = rect.right - rect.left;
+    params.height = rect.bottom - rect.top;
+    params.isPopup = popupWindow;
+    char title[128];
+    getAttrString(CString("title"), CString("Untitled")).toUtf8(title, sizeof title);
+    params.title = title;
+    params.x = getAttrInt(CString("window-x"), 0);
+    params.y = getAttrInt(CString("window-y"), 0);
+    if (params.width <= 0 || params.height <= 0)
+        return KEL_ERROR("@kelstr_CWindow_createWindow_CreateError Unable to create window "
+                         "(error %1).",
+                         "empty size");
+
+    KEL_CHECK(sectorMap->resize(params.width, params.height));
+    nativeWindow = display->createWindow();
+    nativeWindow->setListener(this);
+    if (CError* error = nativeWindow->open(params))
+    {
+        delete nativeWindow;
+        nativeWindow = nullptr;
+        KEL_CHECK(error);
+    }
+    CAttrMap created;
+    KEL_CHECK(rootView->deliverCtlEvent(CString("window-create"), created));
+    CAttrMap ready;
+    KEL_CHECK(rootView->deliverCtlEvent(CString("content-ready"), ready));
+    // The first frame is drawn at once, not a timer tick later.
+    renderStep();
+    return nullptr;
+}
+
+void CWindow::closeWindow()
+{
+    if (!nativeWindow)
+        return;
+    nativeWindow->setListener(nullptr);
+    nativeWindow->close();
+    delete nativeWindow;
+    nativeWindow = nullptr;
+}
+
+CError* CWindow::onRenderTick()
+{
+    renderStep();
+    return nullptr;
+}
+
+void CWindow::renderStep()
+{
+    CAttrMap params;
+    if (CError* error = sendEvent(CString("render"), params))
+        CSystem::showError(error);
+    clockSec = static_cast<double>(static_cast<uint32_t>(CTickClock::tickCountMs())) / 1000.0;
+    if (sharedData)
+        sharedData->nextFrame();
+    ++frameCount;
+    // Events the screen connection read ahead (while waiting for a put, say) are not announced
+    // by its descriptor again: the main window drains them once a frame.
+    if (isEmbedded() && sharedData && sharedData->getDisplay())
+        sharedData->getDisplay()->pump();
+    if (!sectorMap || sectorMap->getSuspended())
+        return;
+    if (exportDrawLoad)
+        updateDrawLoad(CLinearBitmap::getDrawLoad());
+    if (sectorMap->getChangedSectors().isEmpty() && rootView)
+        rootView->applyChangedAreas();
+    if (exportDrawLoad)
+        CLinearBitmap::resetDrawLoad();
+    if (!sectorMap->hasPending())
+        return;
+    sectorMap->drawPending();
+    if (nativeWindow && nativeWindow->isOpen())
+    {
+        const CArray<int, 16>& changed = sectorMap->getChangedSectors();
+        for (int n : changed)
+        {
+            const CLinearBitmap::Rect sector = sectorMap->getSectorRect(n);
+            const CLinearBitmap::Rect drawn = sectorMap->getDrawnArea(n);
+            nativeWindow->present(sectorMap->getPicture(n), drawn, sector.left + drawn.left,
+                                  sector.top + drawn.top);
+        }
+        sectorsSent += changed.getCount();
+        nativeWindow->flush();
+    }
+    sectorMap->clearChanged();
+}
+
+void CWindow::updateDrawLoad(int64_t drawLoad)
+{
+    // Drawing time as a share of 2,000,000 units, limited to 100; the shown value is the greater
+    // of the average and the peak of the last five.
+    double load = static_cast<double>(drawLoad) * 100.0 / 2000000.0;
+    if (load > 100.0)
+        load = 100.0;
+    if (drawLoadCount == 20)
+    {
+        for (int i = 1; i < 20; ++i)
+            drawLoadHistory[i - 1] = drawLoadHistory[i];
+        --drawLoadCount;
+    }
+    drawLoadHistory[drawLoadCount++] = load;
+    double sum = 0.0;
+    double peak = 0.0;
+    for (int i = 0; i < drawLoadCount; ++i)
+    {
+        sum += drawLoadHistory[i];
+        if (i >= drawLoadCount - 5 && drawLoadHistory[i] > peak)
+            peak = drawLoadHistory[i];
+    }
+    const double shown = sum / drawLoadCount > peak ? sum / drawLoadCount : peak;
+    if (drawLoad > 0)
+        lastStaticDrawSec = clockSec;
+    double sinceStatic = (clockSec - lastStaticDrawSec) / 2.0;
+    if (sinceStatic > 1.0)
+        sinceStatic = 1.0;
+    CError* error = setAttr(CString("draw-load"), CAttrValue(CString::format("%.4f%%", shown)));
+    if (!error)
+        error = setAttr(CString("static-view-update"), CAttrValue(sinceStatic));
+    if (error)
+        CSystem::showError(error);
+}
+
+CError* CWindow::onCursorTick()
+{
+    CAttrMap params;
+    if (keyFocusView)
+        KEL_CHECK(keyFocusView->deliverCtlEvent(CString("cursor-blink"), params));
+    return nullptr;
+}
+
+CError* CWindow::onAutoClickTick()
+{
+    if (!pressedView || pressedButton != 1)
+        return nullptr;
+    const double timeout = getAttrDouble(CString("auto-click-timeout"), kAutoClickTimeoutSec);
+    const double now = static_cast<double>(CTickClock::tickCountMs()) / 1000.0;
+    if (now - pressClockSec < timeout)
+        return nullptr;
+    CViewBase* under = getViewAt(pointerX, pointerY);
+    if (!under)
+        return nullptr;
+    CAttrMap params;
+    params.set(CString("x"), CAttrValue(static_cast<int32_t>(pointerX)));
+    params.set(CString("y"), CAttrValue(static_cast<int32_t>(pointerY)));
+    KEL_CHECK(under->deliverCtlEvent(CString("auto-click"), params));
+    return nullptr;
+}
+
+CError* CWindow::onDeactivateTick()
+{
+    return nullptr;
+}
+
+CError* CWindow::onCloseWindow()
+{
+    closeWindow();
+    return nullptr;
+}
+
+CError* CWindow::onPopupClose()
+{
+    if (popupWindow)
+        closeWindow();
+    return nullptr;
+}
+
+void CWindow::closeOtherPopups()
+{
+    if (!sharedData)
+        return;
+    for (int i = sharedData->getWindowCount() - 1; i >= 0; --i)
+    {
+        CWindow* other = sharedData->getWindow(i);
+        if (other != this && other->popupWindow && other->nativeWindow &&
+            !other->getAttrBool(CString("is-drop-down-behavior-disabled"), false))
+            other->closeWindow();
+    }
+}
+
+CViewBase* CWindow::getViewAt(int x, int y, bool ignoreClickThrough) const
+{
+    CViewBase* hit = findViewAt(rootView, x, y, ignoreClickThrough);
+    // A view may hand its hits to another ("redirect-get-view-at", a path).
+    if (hit && hit->hasAttr(CString("redirect-get-view-at")))
+    {
+        CViewBase* target = dynamic_cast<CViewBase*>(
+            hit->findObject(hit->getAttrString(CString("redirect-get-view-at"))));
+        if (target)
+            hit = target;
+    }
+    return hit;
+}
+
+void CWindow::sendToView(CViewBase* view, const char* eventName, CAttrMap& params)
+{
+    if (!view)
+        return;
+    if (CError* error = view->deliverCtlEvent(CString(eventName), params))
+        CSystem::showError(error);
+}
+
+void CWindow::fillPointerParams(CAttrMap& params, const CNativeWindow::CInputEvent& event) const
+{
+    params.set(CString("x"), CAttrValue(static_cast<int32_t>(event.x)));
+    params.set(CString("y"), CAttrValue(static_cast<int32_t>(event.y)));
+    params.set(CString("is-button-l"),
+               CAttrValue((event.modifiers & CNativeWindow::kModButtonL) != 0));
+    params.set(CString("is-button-r"),
+               CAttrValue((event.modifiers & CNativeWindow::kModButtonR) != 0));
+    params.set(CString("is-alt"), CAttrValue((event.modifiers & CNativeWindow::kModAlt) != 0));
+    params.set(CString("is-ctrl"), CAttrValue((event.modifiers & CNativeWindow::kModCtrl) != 0));
+    params.set(CString("is-shift"), CAttrValue((event.modifiers & CNativeWindow::kModShift) != 0));
+}
+
+void CWindow::onNativeEvent(const CNativeWindow::CInputEvent& event)
+{
+    switch (event.kind)
+    {
+    case CNativeWindow::CInputEvent::kMouseMove:
+    case CNativeWindow::CInputEvent::kMouseEnter:
+        handleMouseMove(event);
+        break;
+    case CNativeWindow::CInputEvent::kMouseLeave:
+    {
+        CAttrMap params;
+        CViewBase* old = hoverView;
+        hoverView = nullptr;
+        topView = nullptr;
+        sendToView(old, "mouse-exit", params);
+        break;
+    }
+    case CNativeWindow::CInputEvent::kMouseButton:
+        handleMouseButton(event);
+        break;
+    case CNativeWindow::CInputEvent::kMouseWheel:
+    {
+        CAttrMap params;
+        fillPointerParams(params, event);
+        params.set(CString("delta"), CAttrValue(static_cast<int32_t>(event.wheelDelta)));
+        sendToView(getViewAt(event.x, event.y), "mouse-wheel", params);
+        break;
+    }
+    case CNativeWindow::CInputEvent::kKeyDown:
+    case CNativeWindow::CInputEvent::kKeyUp:
+        handleKey(event);
+        break;
+    case CNativeWindow::CInputEvent::kFocusOut:
+    {
+        CAttrMap params;
+        sendToView(keyFocusView ? keyFocusView : rootView, "focus-lost", params);
+        break;
+    }
+    case CNativeWindow::CInputEvent::kExpose:
+        paintArea(event.area);
+        break;
+    case CNativeWindow::CInputEvent::kResize:
+        if (sectorMap && (event.width != sectorMap->getWindowWidth() ||
+                          event.height != sectorMap->getWindowHeight()))
+        {
+            if (CError* error = sectorMap->resize(event.width, event.height))
+                CSystem::showError(error);
+        }
+        break;
+    case CNativeWindow::CInputEvent::kClose:
+    {
+        CAttrMap params;
+        if (CError* error = sendEvent(CString("close-window"), params))
+            CSystem::showError(error);
+        break;
+    }
+    case CNativeWindow::CInputEvent::kParentGone:
+        parentGone = true;
+        pressedView = nullptr;
+        break;
+    }
+}
+
+bool CWindow::onHostWheel(int direction)
+{
+    CViewBase* under = getViewAt(pointerX, pointerY);
+    if (!under)
+        return false;
+    CAttrMap params;
+    params.set(CString("x"), CAttrValue(static_cast<int32_t>(pointerX)));
+    params.set(CString("y"), CAttrValue(static_cast<int32_t>(pointerY)));
+    params.set(CString("delta"), CAttrValue(static_cast<int32_t>(direction > 0 ? 1 : -1)));
+    sendToView(under, "mouse-wheel", params);
+    return true;
+}
+
+void CWindow::handleMouseMove(const CNativeWindow::CInputEvent& event)
+{
+    pointerX = event.x;
+    pointerY = event.y;
+    pointerModifiers = event.modifiers;
+    CViewBase* under = getViewAt(event.x, event.y);
+    CViewBase* top = getViewAt(event.x, event.y, true);
+    CAttrMap params;
+    fillPointerParams(params, event);
+    if (under != hoverView)
+    {
+        CViewBase* old = hoverView;
+        hoverView = under;
+        sendToView(old, "mouse-exit", params);
+        sendToView(under, "mouse-enter", params);
+    }
+    if (top != topView)
+    {
+        CViewBase* old = topView;
+        topView = top;
+        sendToView(old, "mouse-top-exit", params);
+    }
+    // While a button is held the pressed view follows the pointer wherever it goes.
+    sendToView(pressedView ? pressedView : under, "mouse-move", params);
+}
+
+void CWindow::handleMouseButton(const CNativeWindow::CInputEvent& event)
+{
+    pointerX = event.x;
+    pointerY = event.y;
+    pointerModifiers = event.modifiers;
+    const bool right = event.button == 3;
+    CAttrMap params;
+    fillPointerParams(params, event);
+    params.set(CString("button"), CAttrValue(static_cast<int32_t>(event.button)));
+    params.set(CString("is-button-down"), CAttrValue(event.isDown));
+    CViewBase* under = getViewAt(event.x, event.y);
+    if (event.isDown)
+    {
+        closeOtherPopups();
+        const bool isDouble = event.button == lastPressButton &&
+                              event.timeMs - lastPressMs <= kDoubleClickMs &&
+                              std::abs(event.x - lastPressX) <= kDoubleClickDistance &&
+                              std::abs(event.y - lastPressY) <= kDoubleClickDistance;
+        // A third press starts over rather than making a second double click.
+        lastPressButton = isDouble ? 0 : event.button;
+        lastPressMs = event.timeMs;
+        lastPressX = event.x;
+        lastPressY = event.y;
+        params.set(CString("is-double-click"), CAttrValue(isDouble));
+        if (pressedView)
+            return; // a second button while one is held is not a new press
+        pressedView = under;
+        pressedButton = event.button;
+        pressClockSec = static_cast<double>(CTickClock::tickCountMs()) / 1000.0;
+        if (nativeWindow)
+            nativeWindow->setCapture(true);
+        sendToView(under, right ? "mouse-press-r" : "mouse-press", params);
+        return;
+    }
+    if (!pressedView || event.button != pressedButton)
+        return;
+    CViewBase* pressed = pressedView;
+    pressedView = nullptr;
+    pressedButton = 0;
+    if (nativeWindow)
+        nativeWindow->setCapture(false);
+    params.set(CString("is-double-click"), CAttrValue(false));
+    if (under == pressed)
+        sendToView(pressed, right ? "mouse-release-r" : "mouse-release", params);
+    else
+        sendToView(pressed, right ? "mouse-cancel-r" : "mouse-cancel", params);
+}
+
+void CWindow::handleKey(const CNativeWindow::CInputEvent& event)
+{
+    CAttrMap params;
+    params.set(CString("keycode"), CAttrValue(static_cast<int32_t>(event.keysym)));
+    params.set(CString("char"), CAttrValue(static_cast<int32_t>(event.character)));
+    params.set(CString("is-alt"), CAttrValue((event.modifiers & CNativeWindow::kModAlt) != 0));
+    params.set(CString("is-ctrl"), CAttrValue((event.modifiers & CNativeWindow::kModCtrl) != 0));
+    params.set(CString("is-shift"), CAttrValue((event.modifiers & CNativeWindow::kModShift) != 0));
+    const bool down = event.kind == CNativeWindow::CInputEvent::kKeyDown;
+    sendToView(keyFocusView ? keyFocusView : rootView, down ? "key-press" : "key-release", params);
+}
+
+void CWindow::paintArea(const CLinearBitmap::Rect& area)
+{
+    if (!nativeWindow || !nativeWindow->isOpen() || !sectorMap || sectorMap->getSuspended())
+        return;
+    for (int n = 0; n < sectorMap->getSectorCount(); ++n)
+    {
+        const CLinearBitmap::Rect sector = sectorMap->getSectorRect(n);
+        CLinearBitmap::Rect part{area.left > sector.left ? area.left : sector.left,
+                                 area.top > sector.top ? area.top : sector.top,
+                                 area.right < sector.right ? area.right : sector.right,
+                                 area.bottom < sector.bottom ? area.bottom : sector.bottom};
+        if (part.isEmpty())
+            continue;
+        const CLinearBitmap::Rect local{part.left - sector.left, part.top - sector.top,
+                                        part.right - sector.left, part.bottom - sector.top};
+        nativeWindow->present(sectorMap->getPicture(n), local, part.left, part.top);
+    }
+    nativeWindow->flush();
+}
+
+} // namespace kel

@@ -1,0 +1,132 @@
+#pragma once
+
+#include "Core/CObject.h"
+#include "UI/Platform/CNativeWindow.h"
+
+#include <cstdint>
+
+namespace kel
+{
+
+class CGlobalSettings;
+class CSectorMap;
+class CTimer;
+class CViewBase;
+class CWindowSharedData;
+
+// The window renderer (tag ui:window-renderer): joins the view tree above it to a native window.
+// It runs the frame timers (render, cursor, auto-click, deactivate), draws the dirty sectors of
+// the sector map at each render tick and sends them to the screen, turns the native window's
+// input into the framework's events and decides which view gets them (hover, press capture,
+// cancel, double clicks, held-button auto-clicks, key focus), and closes popups when a press
+// lands elsewhere.
+//
+// A child of its window's root view, which it names in the root's attribute "window". Owns its
+// native window and its timers (children); the root view, the sector map and the shared data
+// are not owned. Everything runs on the editor's thread. [ui thread]
+class CWindow : public CObject, public CNativeWindow::CListener
+{
+public:
+    // A second press within this time and distance of the first is a double click.
+    static constexpr uint32_t kDoubleClickMs = 400;
+    static constexpr int kDoubleClickDistance = 4;
+    // Held-button repeat starts this long after the press unless "auto-click-timeout" says.
+    static constexpr double kAutoClickTimeoutSec = 0.4;
+
+    CWindow();
+    ~CWindow() override;
+
+    static void registerClass(CClassInfo& info);
+    [[nodiscard]] CError* init() override;
+    void detachLinks() override;
+
+    // Creates the native window: under the host's window (the tree root's "ParentWindow") for
+    // the main window, as a top-level window above its opener's otherwise. The sector map takes
+    // the root view's size and the view tree hears window-create and content-ready.
+    [[nodiscard]] CError* createWindow();
+    // Destroys the native window; timers stop first. Safe when it never opened or is gone.
+    void closeWindow();
+
+    // One frame: the render event, the clock, the changed areas, the pending sectors, and the
+    // finished ones to the screen.
+    void renderStep();
+
+    // Input and exposure from the native window.
+    void onNativeEvent(const CNativeWindow::CInputEvent& event) override;
+
+    // A wheel step that the host forwards (1 up, 0 down), for the view under the pointer. True
+    // when a view was there to take it.
+    bool onHostWheel(int direction);
+
+    // The view that takes input at a window point. With ignoreClickThrough the topmost view
+    // is answered even where it lets clicks through.
+    CViewBase* getViewAt(int x, int y, bool ignoreClickThrough = false) const;
+
+    CViewBase* getRootView() const { return rootView; }
+    CSectorMap* getSectorMap() const { return sectorMap; }
+    CNativeWindow* getNativeWindow() const { return nativeWindow; }
+    bool isParentGone() const { return parentGone; }
+    bool isMainWindow() const { return mainWindow; }
+    // The editor's own window, a child of the host's: no opener and no popup.
+    bool isEmbedded() const { return !popupWindow && !hasAttr(CString("opener")); }
+    // The framework's time in seconds, read once per render step.
+    static double getClock() { return clockSec; }
+
+    // Counters for tests and the load display.
+    uint64_t getFrameCount() const { return frameCount; }
+    uint64_t getSectorsSent() const { return sectorsSent; }
+
+private:
+    [[nodiscard]] CError* onRenderTick();
+    [[nodiscard]] CError* onCursorTick();
+    [[nodiscard]] CError* onAutoClickTick();
+    [[nodiscard]] CError* onDeactivateTick();
+    [[nodiscard]] CError* onCloseWindow();
+    [[nodiscard]] CError* onPopupClose();
+
+    [[nodiscard]] CError* createTimer(const char* timerName, const char* fpsAttr,
+                                      const char* fallbackFps, const char* procName);
+    void handleMouseMove(const CNativeWindow::CInputEvent& event);
+    void handleMouseButton(const CNativeWindow::CInputEvent& event);
+    void handleKey(const CNativeWindow::CInputEvent& event);
+    void paintArea(const CLinearBitmap::Rect& area);
+    void sendToView(CViewBase* view, const char* eventName, CAttrMap& params);
+    void fillPointerParams(CAttrMap& params, const CNativeWindow::CInputEvent& event) const;
+    void updateDrawLoad(int64_t drawLoad);
+    // Closes the popups of this editor other than this window (a press landed elsewhere).
+    void closeOtherPopups();
+
+    static double clockSec;
+
+    CNativeWindow* nativeWindow = nullptr;     // owned
+    CViewBase* rootView = nullptr;             // not owned: the parent; cleared in detachLinks
+    CSectorMap* sectorMap = nullptr;           // not owned: the root view's
+    CWindowSharedData* sharedData = nullptr;   // not owned; cleared in detachLinks
+    CGlobalSettings* globalSettings = nullptr; // not owned; cleared in detachLinks
+    CViewBase* hoverView = nullptr;            // not owned; cleared in detachLinks
+    CViewBase* topView = nullptr;              // not owned; cleared in detachLinks
+    CViewBase* pressedView = nullptr;          // not owned; cleared in detachLinks
+    CViewBase* keyFocusView = nullptr;         // not owned; cleared in detachLinks
+    bool exportDrawLoad = false;
+    bool pluginVst = false;
+    bool mainWindow = false;
+    bool popupWindow = false;
+    bool parentGone = false;
+    bool timersRunning = false;
+    int pressedButton = 0;
+    int lastPressButton = 0;
+    int lastPressX = -1000;
+    int lastPressY = -1000;
+    uint32_t lastPressMs = 0;
+    double pressClockSec = 0.0;
+    int pointerX = 0;
+    int pointerY = 0;
+    int pointerModifiers = 0;
+    uint64_t frameCount = 0;
+    uint64_t sectorsSent = 0;
+    double drawLoadHistory[20] = {};
+    int drawLoadCount = 0;
+    double lastStaticDrawSec = 0.0;
+};
+
+} // namespace kel

@@ -1,0 +1,151 @@
+// The editor on the headless screen, as the plug-in builds it: opening (tree, first frame), a frame
+// with nothing changed, and one 70 by 74 area redrawn over a valid static picture and sent on,
+// each beside a plain copy of the window's pixels. Goals: open at most 10 ms with the first
+// frame; an idle frame small enough that 40 of them a second stay under 0.1 % of a core
+// (25 us); the 70 by 74 redraw at most 0.2 ms; an open editor at most 4 MiB.
+#include "Audio/VST/CAudioWrapperVST.h"
+#include "Audio/VST/CAudioWrapperVSTEditor.h"
+#include "UI/Platform/Headless/CHeadlessDisplay.h"
+#include "UI/Platform/Headless/CHeadlessWindow.h"
+#include "UI/Rendering/CSectorMap.h"
+#include "UI/Views/CViewBase.h"
+#include "UI/Windows/CWindow.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+using namespace kel;
+
+namespace
+{
+
+intptr_t benchHost(AEffect*, int32_t opcode, int32_t, intptr_t, void*, float)
+{
+    return opcode == kHostVersion ? 2400 : 0;
+}
+
+CNativeDisplay* makeHeadless()
+{
+    return new CHeadlessDisplay();
+}
+
+long residentKib()
+{
+    long pages = 0;
+    long resident = 0;
+    FILE* statm = std::fopen("/proc/self/statm", "r");
+    if (!statm)
+        return 0;
+    if (std::fscanf(statm, "%ld %ld", &pages, &resident) != 2)
+        resident = 0;
+    std::fclose(statm);
+    return resident * 4;
+}
+
+// One instance with its editor ready to open.
+struct CEditorInstance
+{
+    AEffect* effect = nullptr;
+    CAudioWrapperVSTEditor* editor = nullptr;
+    int parent = 0;
+
+    CEditorInstance()
+    {
+        CAudioWrapperVSTEditor::setDisplayMaker(&makeHeadless);
+        if (CError* error = CAudioWrapperVST::create(&benchHost, &effect, 2))
+        {
+            delete error;
+            return;
+        }
+        editor = static_cast<CAudioWrapperVSTEditor*>(
+            static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(effect))->getEditor());
+    }
+    ~CEditorInstance()
+    {
+        if (effect)
+            effect->dispatcher(effect, kEffClose, 0, 0, nullptr, 0.0f);
+    }
+    bool open() { return editor && editor->open(&parent); }
+};
+
+void editorOpen(benchmark::State& state)
+{
+    CEditorInstance instance;
+    if (!instance.editor)
+    {
+        state.SkipWithError("no instance");
+        return;
+    }
+    const long before = residentKib();
+    if (!instance.open())
+    {
+        state.SkipWithError("the editor did not open");
+        return;
+    }
+    state.counters["open_rss_kib"] = static_cast<double>(residentKib() - before);
+    instance.editor->close();
+    for (auto _ : state)
+    {
+        instance.open();
+        instance.editor->close();
+    }
+}
+BENCHMARK(editorOpen)->Name("editor/open_close")->Unit(benchmark::kMicrosecond);
+
+void editorIdleFrame(benchmark::State& state)
+{
+    CEditorInstance instance;
+    if (!instance.open())
+    {
+        state.SkipWithError("the editor did not open");
+        return;
+    }
+    CWindow* window = instance.editor->getRenderer();
+    for (auto _ : state)
+        window->renderStep();
+    // 40 frames a second, as a share of one core: 4000 * seconds per frame.
+    state.counters["core_percent_at_40fps"] = benchmark::Counter(
+        1.0 / 4000.0, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    instance.editor->close();
+}
+BENCHMARK(editorIdleFrame)->Name("editor/idle_frame")->Unit(benchmark::kMicrosecond);
+
+void editorRedraw70x74(benchmark::State& state)
+{
+    CEditorInstance instance;
+    if (!instance.open())
+    {
+        state.SkipWithError("the editor did not open");
+        return;
+    }
+    CWindow* window = instance.editor->getRenderer();
+    CSectorMap* map = window->getSectorMap();
+    // A knob's area in the middle of the parameters panel, as a meter or knob would change it.
+    const CLinearBitmap::Rect knob{200, 110, 270, 184};
+    for (auto _ : state)
+    {
+        map->invalidateArea(knob, false);
+        window->renderStep();
+    }
+    instance.editor->close();
+}
+BENCHMARK(editorRedraw70x74)->Name("editor/redraw_70x74")->Unit(benchmark::kMicrosecond);
+
+void plainWindowCopy(benchmark::State& state)
+{
+    // What copying the whole window's pixels once costs, for comparison.
+    std::vector<uint32_t> from(446 * 215, 0x00808080u);
+    std::vector<uint32_t> to(446 * 215);
+    for (auto _ : state)
+    {
+        std::memcpy(to.data(), from.data(), from.size() * sizeof(uint32_t));
+        benchmark::DoNotOptimize(to.data());
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(plainWindowCopy)->Name("editor/plain_copy_446x215")->Unit(benchmark::kMicrosecond);
+
+} // namespace
