@@ -8,10 +8,7 @@
 #include "Core/CSystem.h"
 #include "Core/Platform/CRunLoop.h"
 #include "UI/Platform/CNativeDisplay.h"
-#if __has_include("UI/Platform/X11/CX11Display.h") // TEMP
 #include "UI/Platform/X11/CX11Display.h"
-#define KEL_TEMP_X11 1
-#endif
 #include "UI/Resources/CUiScale.h"
 #include "UI/Windows/CEditorPump.h"
 #include "UI/Windows/CWindow.h"
@@ -30,11 +27,7 @@ constexpr int kFallbackHeight = 215;
 
 CNativeDisplay* makeX11Display()
 {
-#ifdef KEL_TEMP_X11
     return new CX11Display();
-#else
-    return nullptr;
-#endif
 }
 
 CAudioWrapperVSTEditor::DisplayMaker displayMaker = &makeX11Display;
@@ -101,8 +94,6 @@ bool CAudioWrapperVSTEditor::open(void* parentWindow)
 CError* CAudioWrapperVSTEditor::openEditor(void* parentWindow)
 {
     display = displayMaker();
-    if (!display)
-        return KEL_ERROR("no display");
     KEL_CHECK(display->open());
 
     CAttrMap rootAttributes;

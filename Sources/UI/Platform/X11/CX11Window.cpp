@@ -1,0 +1,557 @@
+#include "UI/Platform/X11/CX11Window.h"
+
+#include "UI/Platform/X11/CX11Display.h"
+
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XShm.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <type_traits>
+
+namespace kel
+{
+
+namespace
+{
+
+Display* connectionOf(CX11Display* display)
+{
+    return static_cast<Display*>(display->getConnection());
+}
+
+// Runs a lambda inside the display's guard.
+template <typename Work> int guard(CX11Display* display, Work&& work)
+{
+    using Callable = std::remove_reference_t<Work>;
+    return display->guarded([](void* context) { (*static_cast<Callable*>(context))(); }, &work);
+}
+
+int modifiersOf(unsigned int state)
+{
+    int modifiers = 0;
+    if (state & ShiftMask)
+        modifiers |= CNativeWindow::kModShift;
+    if (state & ControlMask)
+        modifiers |= CNativeWindow::kModCtrl;
+    if (state & Mod1Mask)
+        modifiers |= CNativeWindow::kModAlt;
+    if (state & Button1Mask)
+        modifiers |= CNativeWindow::kModButtonL;
+    if (state & Button3Mask)
+        modifiers |= CNativeWindow::kModButtonR;
+    return modifiers;
+}
+
+// The Unicode character of a keysym: Latin-1 keysyms are their own code, keysyms from
+// 0x1000000 carry the code point; everything else (function keys, arrows) has none.
+uint32_t characterOf(KeySym keysym)
+{
+    if ((keysym >= 0x20 && keysym <= 0x7e) || (keysym >= 0xa0 && keysym <= 0xff))
+        return static_cast<uint32_t>(keysym);
+    if (keysym >= 0x1000100 && keysym <= 0x110ffff)
+        return static_cast<uint32_t>(keysym - 0x1000000);
+    return 0;
+}
+
+} // namespace
+
+CX11Window::CX11Window(CX11Display* owner) : display(owner) {}
+
+CX11Window::~CX11Window()
+{
+    close();
+    if (display)
+        display->forget(this);
+}
+
+CError* CX11Window::open(const COpenParams& params)
+{
+    Display* connection = connectionOf(display);
+    if (!connection)
+        return CError::create("@kelstr_CX11Window_open_NoDisplay Unable to create window (error "
+                              "%1).",
+                              "no connection");
+    const int screen = DefaultScreen(connection);
+    Visual* visual = DefaultVisual(connection, screen);
+    const int depth = DefaultDepth(connection, screen);
+    if (visual->c_class != TrueColor || (depth != 24 && depth != 32))
+        return CError::create("@kelstr_CX11Window_open_Visual Unable to create window (error "
+                              "%1).",
+                              "the screen has no 24-bit true colour");
+    swapBytes = !(visual->red_mask == 0xff0000 && visual->green_mask == 0xff00 &&
+                  visual->blue_mask == 0xff);
+    const Window root = RootWindow(connection, screen);
+    const bool embedded = params.parent != nullptr;
+    parent = embedded ? static_cast<Window>(reinterpret_cast<uintptr_t>(params.parent)) : root;
+
+    CError* error = nullptr;
+    const int errors = guard(
+        display,
+        [&]()
+        {
+            XSetWindowAttributes attributes;
+            std::memset(&attributes, 0, sizeof attributes);
+            // No background: what shows before the first put is what the server had there,
+            // not a flash of colour.
+            attributes.background_pixmap = None;
+            attributes.event_mask = ButtonPressMask | ButtonReleaseMask | PointerMotionMask |
+                                    EnterWindowMask | LeaveWindowMask | KeyPressMask |
+                                    KeyReleaseMask | FocusChangeMask | ExposureMask |
+                                    StructureNotifyMask;
+            attributes.override_redirect = params.isPopup ? True : False;
+            const int x = embedded ? 0 : params.x;
+            const int y = embedded ? 0 : params.y;
+            window = XCreateWindow(connection, parent, x, y, static_cast<unsigned>(params.width),
+                                   static_cast<unsigned>(params.height), 0, CopyFromParent,
+                                   InputOutput, CopyFromParent,
+                                   CWBackPixmap | CWEventMask | CWOverrideRedirect, &attributes);
+            if (embedded)
+            {
+                // Hosts that speak XEmbed see a client that is mapped and needs nothing more.
+                const Atom xembedInfo = XInternAtom(connection, "_XEMBED_INFO", False);
+                const unsigned long info[2] = {0, 1};
+                XChangeProperty(connection, window, xembedInfo, xembedInfo, 32, PropModeReplace,
+                                reinterpret_cast<const unsigned char*>(info), 2);
+            }
+            else
+            {
+                XStoreName(connection, window, params.title ? params.title : "");
+                deleteAtom = XInternAtom(connection, "WM_DELETE_WINDOW", False);
+                Atom protocols[1] = {static_cast<Atom>(deleteAtom)};
+                XSetWMProtocols(connection, window, protocols, 1);
+                // Kept above the host's top-level window: the top-level ancestor of the opener.
+                if (auto* opener = dynamic_cast<CX11Window*>(params.transientFor))
+                {
+                    Window walk = opener->window;
+                    for (int depthLeft = 64; walk && depthLeft > 0; --depthLeft)
+                    {
+                        Window rootOut = 0;
+                        Window parentOut = 0;
+                        Window* children = nullptr;
+                        unsigned int count = 0;
+                        if (!XQueryTree(connection, walk, &rootOut, &parentOut, &children,
+                                        &count))
+                            break;
+                        if (children)
+                            XFree(children);
+                        if (parentOut == rootOut)
+                            break;
+                        walk = parentOut;
+                    }
+                    XSetTransientForHint(connection, window, walk);
+                }
+                XSizeHints hints;
+                std::memset(&hints, 0, sizeof hints);
+                hints.flags = PPosition | PMinSize | PMaxSize;
+                hints.x = params.x;
+                hints.y = params.y;
+                hints.min_width = hints.max_width = params.width;
+                hints.min_height = hints.max_height = params.height;
+                XSetWMNormalHints(connection, window, &hints);
+            }
+            gc = XCreateGC(connection, window, 0, nullptr);
+            XMapWindow(connection, window);
+        });
+    if (errors > 0 || !window)
+    {
+        error = CError::create("@kelstr_CX11Window_open_CreateError Unable to create window "
+                               "(error %1).",
+                               static_cast<int>(display->getLastErrorResource()));
+        close();
+        return error;
+    }
+    KEL_CHECK(makeImage(params.width, params.height));
+    return nullptr;
+}
+
+CError* CX11Window::makeImage(int width, int height)
+{
+    freeImage();
+    Display* connection = connectionOf(display);
+    const int screen = DefaultScreen(connection);
+    Visual* visual = DefaultVisual(connection, screen);
+    const unsigned depth = static_cast<unsigned>(DefaultDepth(connection, screen));
+    imageWidth = width;
+    imageHeight = height;
+    if (display->hasSharedMemory())
+    {
+        auto* info = new XShmSegmentInfo();
+        XImage* made = XShmCreateImage(connection, visual, depth, ZPixmap, nullptr, info,
+                                       static_cast<unsigned>(width), static_cast<unsigned>(height));
+        if (made)
+        {
+            info->shmid = shmget(IPC_PRIVATE, static_cast<size_t>(made->bytes_per_line) * height,
+                                 IPC_CREAT | 0600);
+            info->shmaddr = info->shmid >= 0 ? static_cast<char*>(shmat(info->shmid, nullptr, 0))
+                                             : reinterpret_cast<char*>(-1);
+            bool attached = false;
+            if (info->shmaddr != reinterpret_cast<char*>(-1))
+            {
+                made->data = info->shmaddr;
+                info->readOnly = False;
+                const int errors = guard(display, [&]() { XShmAttach(connection, info); });
+                attached = errors == 0;
+            }
+            // Marked for removal at once: the segment goes when both sides have let go, even if
+            // the host's process ends without our close.
+            if (info->shmid >= 0)
+                shmctl(info->shmid, IPC_RMID, nullptr);
+            if (attached)
+            {
+                image = made;
+                shmInfo = info;
+                return nullptr;
+            }
+            if (info->shmaddr != reinterpret_cast<char*>(-1))
+                shmdt(info->shmaddr);
+            made->data = nullptr;
+            XDestroyImage(made);
+        }
+        delete info;
+    }
+    // Without shared memory the picture travels in the request.
+    const int stride = width * 4;
+    char* data = static_cast<char*>(std::calloc(static_cast<size_t>(stride) * height, 1));
+    if (!data)
+        return CError::create("@kelstr_CX11Window_makeImage_Memory Out of memory for a %1 by %2 "
+                              "window.",
+                              width, height);
+    XImage* made = XCreateImage(connection, visual, depth, ZPixmap, 0, data,
+                                static_cast<unsigned>(width), static_cast<unsigned>(height), 32,
+                                stride);
+    if (!made)
+    {
+        std::free(data);
+        return CError::create("@kelstr_CX11Window_makeImage_Memory Out of memory for a %1 by %2 "
+                              "window.",
+                              width, height);
+    }
+    image = made;
+    return nullptr;
+}
+
+void CX11Window::freeImage()
+{
+    XImage* held = static_cast<XImage*>(image);
+    auto* info = static_cast<XShmSegmentInfo*>(shmInfo);
+    if (info)
+    {
+        Display* connection = connectionOf(display);
+        if (connection)
+            guard(display, [&]() { XShmDetach(connection, info); });
+        shmdt(info->shmaddr);
+        delete info;
+        if (held)
+            held->data = nullptr;
+    }
+    if (held)
+        XDestroyImage(held); // frees the plain image's pixels too
+    image = nullptr;
+    shmInfo = nullptr;
+    dirty = {};
+}
+
+void CX11Window::close()
+{
+    Display* connection = display ? connectionOf(display) : nullptr;
+    if (captured && connection && !gone)
+        setCapture(false);
+    freeImage();
+    if (connection && (window || gc))
+    {
+        guard(display,
+              [&]()
+              {
+                  if (gc)
+                      XFreeGC(connection, static_cast<GC>(gc));
+                  // A window the host destroyed with its own is not touched again.
+                  if (window && !gone)
+                  {
+                      destroying = true;
+                      XDestroyWindow(connection, window);
+                  }
+              });
+    }
+    gc = nullptr;
+    window = 0;
+    gone = false;
+    destroying = false;
+}
+
+void CX11Window::markGone()
+{
+    if (gone)
+        return;
+    gone = true;
+    captured = false;
+    CInputEvent event;
+    event.kind = CInputEvent::kParentGone;
+    deliver(event);
+}
+
+void CX11Window::present(const CLinearBitmap& source, const CLinearBitmap::Rect& srcArea,
+                         int destX, int destY)
+{
+    XImage* target = static_cast<XImage*>(image);
+    if (!target || gone)
+        return;
+    int left = srcArea.left < 0 ? 0 : srcArea.left;
+    int top = srcArea.top < 0 ? 0 : srcArea.top;
+    int right = srcArea.right > source.getWidth() ? source.getWidth() : srcArea.right;
+    int bottom = srcArea.bottom > source.getHeight() ? source.getHeight() : srcArea.bottom;
+    const int shiftX = destX - srcArea.left;
+    const int shiftY = destY - srcArea.top;
+    if (left + shiftX < 0)
+        left = -shiftX;
+    if (top + shiftY < 0)
+        top = -shiftY;
+    if (right + shiftX > imageWidth)
+        right = imageWidth - shiftX;
+    if (bottom + shiftY > imageHeight)
+        bottom = imageHeight - shiftY;
+    if (right <= left || bottom <= top)
+        return;
+    const int count = right - left;
+    for (int y = top; y < bottom; ++y)
+    {
+        const uint32_t* from = source.getRow(y) + left;
+        auto* to = reinterpret_cast<uint32_t*>(target->data + static_cast<size_t>(y + shiftY) *
+                                                                  target->bytes_per_line) +
+                   left + shiftX;
+        if (!swapBytes)
+        {
+            std::memcpy(to, from, static_cast<size_t>(count) * sizeof(uint32_t));
+            continue;
+        }
+        // A visual with blue on top: red and blue change places.
+        for (int x = 0; x < count; ++x)
+            to[x] = ((from[x] >> 16) & 0xffu) | (from[x] & 0xff00u) | ((from[x] & 0xffu) << 16);
+    }
+    const CLinearBitmap::Rect done{left + shiftX, top + shiftY, right + shiftX, bottom + shiftY};
+    if (dirty.isEmpty())
+        dirty = done;
+    else
+    {
+        dirty.left = done.left < dirty.left ? done.left : dirty.left;
+        dirty.top = done.top < dirty.top ? done.top : dirty.top;
+        dirty.right = done.right > dirty.right ? done.right : dirty.right;
+        dirty.bottom = done.bottom > dirty.bottom ? done.bottom : dirty.bottom;
+    }
+}
+
+void CX11Window::flush()
+{
+    XImage* source = static_cast<XImage*>(image);
+    if (!source || gone || dirty.isEmpty())
+        return;
+    Display* connection = connectionOf(display);
+    const CLinearBitmap::Rect area = dirty;
+    dirty = {};
+    // The guard's sync also means the server has read the shared pixels before we write again.
+    guard(display,
+          [&]()
+          {
+              const unsigned width = static_cast<unsigned>(area.right - area.left);
+              const unsigned height = static_cast<unsigned>(area.bottom - area.top);
+              if (shmInfo)
+                  XShmPutImage(connection, window, static_cast<GC>(gc), source, area.left,
+                               area.top, area.left, area.top, width, height, False);
+              else
+                  XPutImage(connection, window, static_cast<GC>(gc), source, area.left, area.top,
+                            area.left, area.top, width, height);
+          });
+}
+
+void CX11Window::setBounds(int x, int y, int width, int height)
+{
+    if (!window || gone || width <= 0 || height <= 0)
+        return;
+    Display* connection = connectionOf(display);
+    guard(display,
+          [&]()
+          {
+              XMoveResizeWindow(connection, window, x, y, static_cast<unsigned>(width),
+                                static_cast<unsigned>(height));
+          });
+    if (width != imageWidth || height != imageHeight)
+    {
+        if (CError* error = makeImage(width, height))
+            delete error; // the window keeps no picture; nothing is drawn into it
+    }
+}
+
+void CX11Window::clientToScreen(int x, int y, int& screenX, int& screenY)
+{
+    screenX = x;
+    screenY = y;
+    if (!window || gone)
+        return;
+    Display* connection = connectionOf(display);
+    guard(display,
+          [&]()
+          {
+              Window child = 0;
+              XTranslateCoordinates(connection, window, DefaultRootWindow(connection), x, y,
+                                    &screenX, &screenY, &child);
+          });
+}
+
+CNativeWindow::CScreenRect CX11Window::getMonitorAt(int /*screenX*/, int /*screenY*/)
+{
+    // One monitor: the whole screen (no extension that splits it is asked for).
+    Display* connection = connectionOf(display);
+    if (!connection)
+        return {};
+    const int screen = DefaultScreen(connection);
+    return {0, 0, DisplayWidth(connection, screen), DisplayHeight(connection, screen)};
+}
+
+void CX11Window::setCapture(bool isCaptured)
+{
+    if (!window || gone || captured == isCaptured)
+        return;
+    Display* connection = connectionOf(display);
+    captured = isCaptured;
+    guard(display,
+          [&]()
+          {
+              if (isCaptured)
+                  XGrabPointer(connection, window, False,
+                               ButtonPressMask | ButtonReleaseMask | PointerMotionMask,
+                               GrabModeAsync, GrabModeAsync, None, None, lastEventTime);
+              else
+                  XUngrabPointer(connection, lastEventTime);
+          });
+}
+
+void CX11Window::warpPointer(int x, int y)
+{
+    if (!window || gone)
+        return;
+    Display* connection = connectionOf(display);
+    guard(display, [&]() { XWarpPointer(connection, None, window, 0, 0, 0, 0, x, y); });
+}
+
+void CX11Window::takeKeyFocus(bool isTaken)
+{
+    if (!window || gone)
+        return;
+    Display* connection = connectionOf(display);
+    // Hosts keep the keyboard unless a text field asks for it; it goes back to the host after.
+    guard(display,
+          [&]()
+          {
+              XSetInputFocus(connection, isTaken ? window : parent, RevertToParent,
+                             lastEventTime ? lastEventTime : CurrentTime);
+          });
+}
+
+void CX11Window::deliver(const CInputEvent& event)
+{
+    if (listener)
+        listener->onNativeEvent(event);
+}
+
+void CX11Window::handleEvent(void* rawEvent)
+{
+    const XEvent& event = *static_cast<const XEvent*>(rawEvent);
+    CInputEvent out;
+    switch (event.type)
+    {
+    case ButtonPress:
+    case ButtonRelease:
+    {
+        const XButtonEvent& button = event.xbutton;
+        lastEventTime = static_cast<uint32_t>(button.time);
+        out.x = button.x;
+        out.y = button.y;
+        out.modifiers = modifiersOf(button.state);
+        out.timeMs = static_cast<uint32_t>(button.time);
+        if (button.button == Button4 || button.button == Button5)
+        {
+            // The wheel is one press per step; its release says nothing more.
+            if (event.type != ButtonPress)
+                return;
+            out.kind = CInputEvent::kMouseWheel;
+            out.wheelDelta = button.button == Button4 ? 1 : -1;
+        }
+        else if (button.button == Button1 || button.button == Button3)
+        {
+            out.kind = CInputEvent::kMouseButton;
+            out.button = static_cast<int>(button.button);
+            out.isDown = event.type == ButtonPress;
+        }
+        else
+            return;
+        break;
+    }
+    case MotionNotify:
+        out.kind = CInputEvent::kMouseMove;
+        out.x = event.xmotion.x;
+        out.y = event.xmotion.y;
+        out.modifiers = modifiersOf(event.xmotion.state);
+        out.timeMs = static_cast<uint32_t>(event.xmotion.time);
+        break;
+    case EnterNotify:
+    case LeaveNotify:
+        out.kind = event.type == EnterNotify ? CInputEvent::kMouseEnter : CInputEvent::kMouseLeave;
+        out.x = event.xcrossing.x;
+        out.y = event.xcrossing.y;
+        out.modifiers = modifiersOf(event.xcrossing.state);
+        out.timeMs = static_cast<uint32_t>(event.xcrossing.time);
+        break;
+    case KeyPress:
+    case KeyRelease:
+    {
+        XKeyEvent key = event.xkey;
+        lastEventTime = static_cast<uint32_t>(key.time);
+        char text[8];
+        KeySym keysym = 0;
+        XLookupString(&key, text, sizeof text, &keysym, nullptr);
+        out.kind = event.type == KeyPress ? CInputEvent::kKeyDown : CInputEvent::kKeyUp;
+        out.keysym = static_cast<uint32_t>(keysym);
+        out.character = characterOf(keysym);
+        out.modifiers = modifiersOf(key.state);
+        out.timeMs = static_cast<uint32_t>(key.time);
+        break;
+    }
+    case FocusOut:
+        out.kind = CInputEvent::kFocusOut;
+        break;
+    case Expose:
+        out.kind = CInputEvent::kExpose;
+        out.area = {event.xexpose.x, event.xexpose.y, event.xexpose.x + event.xexpose.width,
+                    event.xexpose.y + event.xexpose.height};
+        break;
+    case ConfigureNotify:
+        if (event.xconfigure.width == imageWidth && event.xconfigure.height == imageHeight)
+            return;
+        out.kind = CInputEvent::kResize;
+        out.width = event.xconfigure.width;
+        out.height = event.xconfigure.height;
+        if (CError* error = makeImage(out.width, out.height))
+            delete error;
+        break;
+    case ClientMessage:
+        if (static_cast<unsigned long>(event.xclient.data.l[0]) != deleteAtom)
+            return;
+        out.kind = CInputEvent::kClose;
+        break;
+    case DestroyNotify:
+        if (event.xdestroywindow.window != window || destroying)
+            return;
+        // Not ours to destroy: the host took its window and ours with it.
+        markGone();
+        return;
+    default:
+        return;
+    }
+    deliver(out);
+}
+
+} // namespace kel
