@@ -65,12 +65,8 @@ CError* CViewBase::init()
         rootBase = dynamic_cast<CViewBase*>(getRootView());
         colors.setRootColors(rootBase ? &rootBase->colors : nullptr);
     }
-    return nullptr;
-}
-
-CError* CViewBase::initChilds()
-{
-    KEL_CHECK(CViewBaseCtlEvents::initChilds());
+    // Listed now, before the children: the map draws views of one z-index in the order they
+    // were added, so a parent lies under its children. Its place comes with the first frame.
     if (CSectorMap* map = getSectorMap())
     {
         map->addView(this);

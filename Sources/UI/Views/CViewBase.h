@@ -40,7 +40,6 @@ public:
 
     static void registerClass(CClassInfo& info);
     [[nodiscard]] CError* init() override;
-    [[nodiscard]] CError* initChilds() override;
     void detachLinks() override;
 
     // The sector map of this view's window: its own at a root view, else its root's.

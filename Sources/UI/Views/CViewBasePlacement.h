@@ -2,11 +2,10 @@
 
 #include "Core/CObject.h"
 #include "UI/CLinearBitmap.h"
+#include "UI/Views/CViewArea.h"
 
 namespace kel
 {
-
-class CViewArea;
 
 // The first layer of every view: where it stands. The placement attributes of the design data
 // (placement, alignment, sizes, borders, spread, ratios, offsets, visibility, z-order) are turned
@@ -18,7 +17,7 @@ class CViewArea;
 // change the root view applies the changed areas: each view hears onAreaChanged.
 //
 // Owns its area; the parent view and the root view are not owned. [ui thread]
-class CViewBasePlacement : public CObject
+class CViewBasePlacement : public CObject, public CViewArea::COwner
 {
 public:
     CViewBasePlacement();
@@ -44,10 +43,12 @@ protected:
     // Views that start a window (its root view) answer true; "is-root-view" says it for others.
     virtual bool isRootByDefault() const { return false; }
     // The area's rectangle changed.
-    virtual void onAreaChanged() {}
+    void onAreaChanged() override {}
 
 private:
-    friend class CViewBasePlacementOwner;
+    // Reads every placement attribute; an invalid enumeration or match is an error.
+    [[nodiscard]] CError* readRules(CViewArea::CRules& rules);
+    [[nodiscard]] CError* applyRules();
 
     [[nodiscard]] CError* attrPlacement();
     [[nodiscard]] CError* attrAlignment();

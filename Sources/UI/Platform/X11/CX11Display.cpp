@@ -61,7 +61,8 @@ CError* CX11Display::open()
     eventFd = ConnectionNumber(opened);
     // Shared memory only works when the server runs on this machine.
     const char* displayName = DisplayString(opened);
-    const bool local = displayName && (displayName[0] == ':' || !std::strncmp(displayName, "unix:", 5));
+    const bool local =
+        displayName && (displayName[0] == ':' || !std::strncmp(displayName, "unix:", 5));
     sharedMemory = local && XShmQueryExtension(opened);
     return nullptr;
 }
@@ -142,8 +143,8 @@ void CX11Display::pump()
                 // Only the last of a run of motions matters.
                 if (event.type == MotionNotify)
                 {
-                    while (XCheckTypedWindowEvent(server, event.xmotion.window, MotionNotify,
-                                                  &event))
+                    while (
+                        XCheckTypedWindowEvent(server, event.xmotion.window, MotionNotify, &event))
                     {
                     }
                 }

@@ -134,8 +134,7 @@ CError* CX11Window::open(const COpenParams& params)
                         Window parentOut = 0;
                         Window* children = nullptr;
                         unsigned int count = 0;
-                        if (!XQueryTree(connection, walk, &rootOut, &parentOut, &children,
-                                        &count))
+                        if (!XQueryTree(connection, walk, &rootOut, &parentOut, &children, &count))
                             break;
                         if (children)
                             XFree(children);
@@ -221,9 +220,9 @@ CError* CX11Window::makeImage(int width, int height)
         return CError::create("@kelstr_CX11Window_makeImage_Memory Out of memory for a %1 by %2 "
                               "window.",
                               width, height);
-    XImage* made = XCreateImage(connection, visual, depth, ZPixmap, 0, data,
-                                static_cast<unsigned>(width), static_cast<unsigned>(height), 32,
-                                stride);
+    XImage* made =
+        XCreateImage(connection, visual, depth, ZPixmap, 0, data, static_cast<unsigned>(width),
+                     static_cast<unsigned>(height), 32, stride);
     if (!made)
     {
         std::free(data);
@@ -294,8 +293,8 @@ void CX11Window::markGone()
     deliver(event);
 }
 
-void CX11Window::present(const CLinearBitmap& source, const CLinearBitmap::Rect& srcArea,
-                         int destX, int destY)
+void CX11Window::present(const CLinearBitmap& source, const CLinearBitmap::Rect& srcArea, int destX,
+                         int destY)
 {
     XImage* target = static_cast<XImage*>(image);
     if (!target || gone)
@@ -359,8 +358,8 @@ void CX11Window::flush()
               const unsigned width = static_cast<unsigned>(area.right - area.left);
               const unsigned height = static_cast<unsigned>(area.bottom - area.top);
               if (shmInfo)
-                  XShmPutImage(connection, window, static_cast<GC>(gc), source, area.left,
-                               area.top, area.left, area.top, width, height, False);
+                  XShmPutImage(connection, window, static_cast<GC>(gc), source, area.left, area.top,
+                               area.left, area.top, width, height, False);
               else
                   XPutImage(connection, window, static_cast<GC>(gc), source, area.left, area.top,
                             area.left, area.top, width, height);

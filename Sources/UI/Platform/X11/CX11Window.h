@@ -50,7 +50,7 @@ private:
     void freeImage();
     void deliver(const CInputEvent& event);
 
-    CX11Display* display;   // not owned; outlives the window
+    CX11Display* display; // not owned; outlives the window
     unsigned long window = 0;
     unsigned long parent = 0;
     void* image = nullptr;   // XImage*, owned
