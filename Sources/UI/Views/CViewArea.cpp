@@ -80,10 +80,8 @@ bool CViewArea::CSizeRule::parse(const CString& text, CSizeRule& out)
         double percent = 0.0;
         if (!text.substring(0, text.getLength() - 1).parseDouble(percent))
             return false;
-        // Above 100 % counts as all of it, at or below 0 as nothing.
-        const double fraction = percent / 100.0;
         out.kind = kPercent;
-        out.value = fraction > 1.0 ? 1.0 : (fraction <= 0.0 ? 0.0 : fraction);
+        out.value = percent / 100.0;
     }
     else
     {
@@ -106,7 +104,10 @@ CViewArea::CViewArea(CViewArea* parentArea, COwner* areaOwner)
         parent->children.add(this);
     writeOwnPrograms();
     if (parent)
+    {
+        parent->writeCompactPrograms();
         parent->layoutChildren();
+    }
 }
 
 CViewArea::~CViewArea()
@@ -267,9 +268,13 @@ void CViewArea::writeSizeProgram(bool horizontal)
         p.constant(std::round(rule.value * scale * ratio));
         break;
     case CSizeRule::kPercent:
+    {
+        // Above 100 % counts as all of it, at or below 0 as nothing.
+        const double fraction = rule.value > 1.0 ? 1.0 : (rule.value <= 0.0 ? 0.0 : rule.value);
         pushInnerExtent(p, horizontal);
-        p.constant(rule.value).op(Net::kMultiply).op(Net::kRound);
+        p.constant(fraction).op(Net::kMultiply).op(Net::kRound);
         break;
+    }
     case CSizeRule::kFull:
         // The parent's inner extent through the ratio, less the outer border, at least the
         // minimum.
@@ -645,6 +650,11 @@ void CViewArea::layoutChildren()
     CArray<CViewArea*, 16> flow;
     for (CViewArea* child : children)
     {
+        // A balanced share depends on how many siblings there are.
+        if (child->rules.width.kind == CSizeRule::kBalanced)
+            child->writeSizeProgram(true);
+        if (child->rules.height.kind == CSizeRule::kBalanced)
+            child->writeSizeProgram(false);
         if (child->rules.isHidden)
         {
             hide(child);

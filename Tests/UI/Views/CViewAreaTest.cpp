@@ -1,0 +1,334 @@
+// Placement programs on small trees of areas, each rectangle worked out by hand in a comment.
+#include "UI/Resources/CUiScale.h"
+#include "UI/Views/CViewArea.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace kel;
+
+namespace
+{
+
+using Rules = CViewArea::CRules;
+using Size = CViewArea::CSizeRule;
+
+Size px(double value)
+{
+    return {Size::kPixels, value};
+}
+
+Size percent(double fraction)
+{
+    return {Size::kPercent, fraction};
+}
+
+std::string text(const CLinearBitmap::Rect& r)
+{
+    return std::to_string(r.left) + "," + std::to_string(r.top) + "," + std::to_string(r.right) +
+           "," + std::to_string(r.bottom);
+}
+
+// A tree of areas that deletes children before parents, as views go.
+class CAreaTree
+{
+public:
+    explicit CAreaTree(double width, double height, double innerBorder = 0.0)
+    {
+        Rules rules;
+        rules.width = px(width);
+        rules.height = px(height);
+        for (double& side : rules.inner)
+            side = innerBorder;
+        root = add(nullptr, rules);
+    }
+    ~CAreaTree()
+    {
+        for (auto it = areas.rbegin(); it != areas.rend(); ++it)
+            delete *it;
+    }
+    CViewArea* add(CViewArea* parent, const Rules& rules)
+    {
+        auto* area = new CViewArea(parent, nullptr);
+        area->setRules(rules);
+        areas.push_back(area);
+        return area;
+    }
+    CViewArea* root = nullptr;
+
+private:
+    std::vector<CViewArea*> areas;
+};
+
+class CViewAreaTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { CUiScale::set(1.0); }
+    void TearDown() override { CUiScale::set(1.0); }
+};
+
+} // namespace
+
+TEST_F(CViewAreaTest, DockedSidesTakeFromWhatIsLeftAndFullTakesTheRest)
+{
+    // A 300 by 200 root with an inner border of 10: the inner box is 10,10 to 290,190.
+    CAreaTree tree(300, 200, 10);
+    Rules top;
+    top.placement = CViewArea::kDockTop;
+    top.height = px(20);
+    Rules bottom;
+    bottom.placement = CViewArea::kDockBottom;
+    bottom.height = px(30);
+    Rules left;
+    left.placement = CViewArea::kDockLeft;
+    left.width = px(40);
+    Rules rest;
+    rest.placement = CViewArea::kFull;
+    rest.outer[0] = rest.outer[1] = rest.outer[2] = rest.outer[3] = 2;
+    CViewArea* a = tree.add(tree.root, top);
+    CViewArea* b = tree.add(tree.root, bottom);
+    CViewArea* c = tree.add(tree.root, left);
+    CViewArea* d = tree.add(tree.root, rest);
+    EXPECT_EQ(text(a->getRect()), "10,10,290,30");   // top 20 across the inner width
+    EXPECT_EQ(text(b->getRect()), "10,160,290,190"); // bottom 30: 190 - 30
+    EXPECT_EQ(text(c->getRect()), "10,30,50,160");   // left 40 between the two
+    EXPECT_EQ(text(d->getRect()), "52,32,288,158");  // the rest, less its outer border of 2
+    EXPECT_EQ(d->getValue(CViewArea::kWidth), 236.0);
+
+    // One variable changes and the places follow: the top bar grows by 5.
+    top.height = px(25);
+    a->setRules(top);
+    EXPECT_EQ(text(c->getRect()), "10,35,50,160");
+    EXPECT_EQ(text(d->getRect()), "52,37,288,158");
+}
+
+TEST_F(CViewAreaTest, OverlayMatchAndWindowOverlayStandOutsideTheFlow)
+{
+    CAreaTree tree(300, 200, 10);
+    Rules top;
+    top.placement = CViewArea::kDockTop;
+    top.height = px(20);
+    CViewArea* bar = tree.add(tree.root, top);
+    Rules overlay;
+    overlay.placement = CViewArea::kOverlay;
+    overlay.outer[0] = 1;
+    CViewArea* over = tree.add(tree.root, overlay);
+    // The whole inner box, not what the bar left: 10+1, 10, 290, 190.
+    EXPECT_EQ(text(over->getRect()), "11,10,290,190");
+
+    Rules match;
+    match.placement = CViewArea::kMatch;
+    match.match = bar;
+    CViewArea* twin = tree.add(over, match);
+    EXPECT_EQ(text(twin->getRect()), "10,10,290,30");
+    Rules matchParent;
+    matchParent.placement = CViewArea::kMatch;
+    CViewArea* same = tree.add(over, matchParent);
+    EXPECT_EQ(text(same->getRect()), "11,10,290,190");
+    Rules window;
+    window.placement = CViewArea::kWindowOverlay;
+    CViewArea* cover = tree.add(twin, window);
+    EXPECT_EQ(text(cover->getRect()), "0,0,300,200");
+}
+
+TEST_F(CViewAreaTest, InlineChildrenFormRowsWithGapsAndAlignment)
+{
+    // Root 200 by 100, inner border 5; gaps: 4 across (spread L4), 6 between rows (B6).
+    Rules rootRules;
+    rootRules.width = px(200);
+    rootRules.height = px(100);
+    for (double& side : rootRules.inner)
+        side = 5;
+    rootRules.spread[0] = 4;
+    rootRules.spread[3] = 6;
+    CAreaTree tree(0, 0);
+    tree.root->setRules(rootRules);
+    Rules first;
+    first.width = px(50);
+    first.height = px(20);
+    Rules second;
+    second.width = px(30);
+    second.height = px(10);
+    second.inlineAlignV = CViewArea::kAlignCenter;
+    second.outer[0] = 1;
+    Rules third;
+    third.width = px(40);
+    third.height = px(15);
+    third.isNewRow = true;
+    CViewArea* a = tree.add(tree.root, first);
+    CViewArea* b = tree.add(tree.root, second);
+    CViewArea* c = tree.add(tree.root, third);
+    // Row 1 starts at 5,5: a 50x20; b after a gap of 4 and its outer 1: x 60..90, centred in
+    // the row's depth of 20: (20 - 10) / 2 = 5 below the row's top.
+    EXPECT_EQ(text(a->getRect()), "5,5,55,25");
+    EXPECT_EQ(text(b->getRect()), "60,10,90,20");
+    // Row 2 starts at 5 + 20 + 6 = 31.
+    EXPECT_EQ(text(c->getRect()), "5,31,45,46");
+    EXPECT_EQ(a->getValue(CViewArea::kRowExtent), 85.0); // 50 + 4 + (1 + 30)
+
+    // Centred block: row 1 of 85 in an inner width of 190 starts at 5 + floor(105 / 2) = 57;
+    // the two rows (20 + 6 + 15 = 41) in 90 start at 5 + floor(49 / 2) = 29.
+    rootRules.alignH = CViewArea::kAlignCenter;
+    rootRules.alignV = CViewArea::kAlignCenter;
+    tree.root->setRules(rootRules);
+    EXPECT_EQ(text(a->getRect()), "57,29,107,49");
+    EXPECT_EQ(text(c->getRect()), "80,55,120,70"); // 5 + floor(150 / 2); 29 + 20 + 6
+
+    // A hidden child has no size and no place in its row: c moves up beside a.
+    Rules hidden = second;
+    hidden.isHidden = true;
+    b->setRules(hidden);
+    rootRules.alignH = rootRules.alignV = CViewArea::kAlignStart;
+    tree.root->setRules(rootRules);
+    EXPECT_EQ(b->getValue(CViewArea::kWidth), 0.0);
+    EXPECT_EQ(text(c->getRect()), "5,31,45,46");
+    third.isNewRow = false;
+    c->setRules(third);
+    EXPECT_EQ(text(c->getRect()), "59,5,99,20"); // 55 + 4
+}
+
+TEST_F(CViewAreaTest, ColumnsRunDownwardsWithTheSameRules)
+{
+    Rules rootRules;
+    rootRules.width = px(100);
+    rootRules.height = px(100);
+    rootRules.isVertical = true;
+    rootRules.spread[1] = 3; // gap of 3 between children of a column
+    CAreaTree tree(0, 0);
+    tree.root->setRules(rootRules);
+    Rules item;
+    item.width = px(20);
+    item.height = px(10);
+    CViewArea* a = tree.add(tree.root, item);
+    CViewArea* b = tree.add(tree.root, item);
+    item.isNewRow = true;
+    CViewArea* c = tree.add(tree.root, item);
+    EXPECT_EQ(text(a->getRect()), "0,0,20,10");
+    EXPECT_EQ(text(b->getRect()), "0,13,20,23");
+    EXPECT_EQ(text(c->getRect()), "20,0,40,10"); // a new column beside the first
+}
+
+TEST_F(CViewAreaTest, SizeRulesPercentFullMinimumOffsetRatioAndScale)
+{
+    CAreaTree tree(300, 200, 10); // inner extent 280 by 180
+    Rules half;
+    half.width = percent(0.5);
+    half.height = percent(2.0); // clamped to all of it
+    CViewArea* a = tree.add(tree.root, half);
+    EXPECT_EQ(text(a->getRect()), "10,10,150,190");
+
+    Rules full;
+    full.width = {Size::kFull, 0};
+    full.height = px(5);
+    full.minHeight = px(12);
+    full.outer[0] = 3;
+    full.outer[2] = 7;
+    full.isNewRow = true;
+    full.offsetX = 2;
+    CViewArea* b = tree.add(tree.root, full);
+    // Full: 280 - 3 - 7 = 270 wide from 10 + 3 + offset 2; the minimum lifts 5 to 12.
+    EXPECT_EQ(text(b->getRect()), "15,190,285,202");
+
+    Rules ratio;
+    ratio.width = px(40);
+    ratio.height = px(10);
+    ratio.ratioX = 0.5;
+    ratio.minRatioY = 2.0;
+    ratio.ratioY = 1.0;
+    ratio.isNewRow = true;
+    CViewArea* c = tree.add(tree.root, ratio);
+    EXPECT_EQ(c->getValue(CViewArea::kWidth), 20.0);
+    EXPECT_EQ(c->getValue(CViewArea::kHeight), 20.0); // the ratio is held at its minimum
+
+    // At the interface scale of 1.25 pixel sizes and borders grow with it: 300 -> 375.
+    CUiScale::set(1.25);
+    CAreaTree scaled(300, 200, 10);
+    EXPECT_EQ(text(scaled.root->getRect()), "0,0,375,250");
+    EXPECT_EQ(scaled.root->getValue(CViewArea::kInnerLeft), 13.0); // 12.5 rounded
+}
+
+TEST_F(CViewAreaTest, CompactSizesClimbFromAChangedContentToTheRoot)
+{
+    // A compact root holding a compact row of two compact labels, inner border 2 each level.
+    Rules compact;
+    compact.width = {Size::kCompact, 0};
+    compact.height = {Size::kCompact, 0};
+    for (double& side : compact.inner)
+        side = 2;
+    compact.spread[0] = 5;
+    CAreaTree tree(0, 0);
+    tree.root->setRules(compact);
+    CViewArea* row = tree.add(tree.root, compact);
+    Rules label;
+    label.width = {Size::kCompact, 0};
+    label.height = {Size::kCompact, 0};
+    CViewArea* a = tree.add(row, label);
+    CViewArea* b = tree.add(row, label);
+    a->setContentSize(30, 10);
+    b->setContentSize(20, 12);
+    // Row: 2 + 30 + 5 + 20 + 2 = 59 by 2 + 12 + 2 = 16; root: 2 + 59 + 2 = 63 by 20.
+    EXPECT_EQ(row->getValue(CViewArea::kWidth), 59.0);
+    EXPECT_EQ(tree.root->getValue(CViewArea::kWidth), 63.0);
+    EXPECT_EQ(tree.root->getValue(CViewArea::kHeight), 20.0);
+    EXPECT_EQ(text(b->getRect()), "39,4,59,16"); // 2 + 2 + 30 + 5
+
+    // One label's text grows by 11: the change climbs, and the other label stays where it was
+    // vertically while moving right by 0.
+    CArray<CViewArea*, 16> changed;
+    tree.root->getNetwork()->takeChangedAreas(changed);
+    a->setContentSize(41, 10);
+    EXPECT_EQ(tree.root->getValue(CViewArea::kWidth), 74.0);
+    EXPECT_EQ(text(b->getRect()), "50,4,70,16");
+    tree.root->getNetwork()->takeChangedAreas(changed);
+    EXPECT_EQ(changed.getCount(), 4); // a, row, root (sizes) and b (moved)
+    // A compact size with a fixed number ignores the children.
+    compact.compactWidth = 100;
+    row->setRules(compact);
+    EXPECT_EQ(row->getValue(CViewArea::kWidth), 100.0);
+}
+
+TEST_F(CViewAreaTest, BalancedAndScrolledChildren)
+{
+    CAreaTree tree(200, 100); // no border
+    Rules rootRules = tree.root->getRules();
+    rootRules.spread[0] = 2; // gap 2
+    tree.root->setRules(rootRules);
+    Rules share;
+    share.width = {Size::kBalanced, 0};
+    share.height = px(10);
+    CViewArea* a = tree.add(tree.root, share);
+    CViewArea* b = tree.add(tree.root, share);
+    CViewArea* c = tree.add(tree.root, share);
+    // (200 - 2 * 2) / 3 = 65.33, floored.
+    EXPECT_EQ(text(a->getRect()), "0,0,65,10");
+    EXPECT_EQ(text(b->getRect()), "67,0,132,10");
+    EXPECT_EQ(c->getValue(CViewArea::kWidth), 65.0);
+
+    Rules scrolled;
+    scrolled.placement = CViewArea::kScrollerV;
+    scrolled.scrollerHeight = 500;
+    CViewArea* list = tree.add(tree.root, scrolled);
+    EXPECT_EQ(text(list->getRect()), "0,0,200,500");
+}
+
+TEST_F(CViewAreaTest, AreasThatGoLeaveNoVariableBehind)
+{
+    CAreaTree tree(100, 100);
+    const int live = tree.root->getNetwork()->getLiveCount();
+    Rules item;
+    item.width = px(10);
+    item.height = px(10);
+    auto* a = new CViewArea(tree.root, nullptr);
+    a->setRules(item);
+    auto* b = new CViewArea(tree.root, nullptr);
+    b->setRules(item);
+    EXPECT_EQ(text(b->getRect()), "10,0,20,10");
+    delete a; // b moves to the front of the row
+    EXPECT_EQ(text(b->getRect()), "0,0,10,10");
+    delete b;
+    EXPECT_EQ(tree.root->getNetwork()->getLiveCount(), live);
+    EXPECT_EQ(tree.root->getChildCount(), 0);
+}
