@@ -1,0 +1,300 @@
+// A window renderer over a small view tree on the headless screen: the pixels it sends, what it
+// draws again when one view changes, and how input reaches views.
+#include "Core/CApplication.h"
+#include "Core/CResourceTable.h"
+#include "ProductResources.h"
+#include "Support/CTreeBlobWriter.h"
+#include "UI/CUiCreators.h"
+#include "UI/Platform/Headless/CHeadlessDisplay.h"
+#include "UI/Platform/Headless/CHeadlessWindow.h"
+#include "UI/Rendering/CSectorMap.h"
+#include "UI/Resources/CUiScale.h"
+#include "UI/Views/CView.h"
+#include "UI/Windows/CWindow.h"
+#include "UI/Windows/CWindowSharedData.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using namespace kel;
+
+namespace
+{
+
+// A view that fills its area with the colour of its attribute "fill" and notes what reaches it.
+class CTestView : public CView
+{
+public:
+    static void registerClass(CClassInfo& info) { CView::registerClass(info); }
+
+    std::vector<std::string> events;
+    int draws = 0;
+
+protected:
+    CError* onCtlEvent(const CString& eventName, CAttrMap& params) override
+    {
+        char text[64];
+        eventName.toUtf8(text, sizeof text);
+        std::string line = text;
+        if (const CAttrValue* isDouble = params.find(CString("is-double-click")))
+            line += isDouble->getBool() ? " double" : "";
+        events.push_back(line);
+        return CView::onCtlEvent(eventName, params);
+    }
+    void draw(CDrawContext& dc) override
+    {
+        ++draws;
+        int32_t fill = 0;
+        if (getAttrString(CString("fill")).parseInt(fill))
+            drawFilledRect(dc, getViewRect(), static_cast<uint32_t>(fill));
+    }
+};
+
+constexpr uint32_t kGrey = 0x808080;
+constexpr uint32_t kRed = 0xff0000;
+constexpr uint32_t kBlue = 0x0000ff;
+constexpr uint32_t kGreen = 0x00ff00;
+
+class CWindowTest : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        CApplication::addCreatorRegistration(&CUiCreators::registerAll);
+        CApplication::addCreatorRegistration(
+            []() -> CError*
+            {
+                static const CCreatorRow rows[] = {CCreatorRow::of<CTestView>("test:view")};
+                return CObject::registerCreators(rows, 1);
+            });
+        CApplication::init(resources::kResourceTable, "");
+        CUiScale::set(1.0);
+    }
+
+    void SetUp() override
+    {
+        // A 300 by 150 window (three sectors across, the last one partly used): a grey
+        // background, a red panel in the first row, a blue dynamic meter beside it, a green view
+        // that lets clicks through over the panel, and a holder that intercepts its child.
+        CTreeBlobWriter::Node tree;
+        CTreeBlobWriter::Node& ui = tree.add("ui:ui-event-bridge", "ui");
+        ui.add("ui:window-shared-data", "window-shared-data");
+        CTreeBlobWriter::Node& win = ui.add("test:view", "win");
+        win.attr("is-root-view", "true").attr("width", "300").attr("height", "150");
+        win.attr("fill", "0x808080").attr("inner-border", "10").attr("spread", "L5");
+        win.add("ui:window-renderer", "window-renderer").attr("fps", "40");
+        win.add("test:view", "panel")
+            .attr("width", "100")
+            .attr("height", "60")
+            .attr("fill", "0xff0000");
+        win.add("test:view", "meter")
+            .attr("width", "20")
+            .attr("height", "60")
+            .attr("fill", "0x0000ff")
+            .attr("is-dynamic", "true");
+        win.add("test:view", "glass")
+            .attr("placement", "match")
+            .attr("placement-match", "^panel")
+            .attr("is-click-through", "true")
+            .attr("z-index", "5");
+        CTreeBlobWriter::Node& holder = win.add("test:view", "holder");
+        holder.attr("width", "40").attr("height", "40").attr("is-intercepting", "true");
+        holder.attr("fill", "0x00ff00");
+        holder.add("test:view", "inner").attr("placement", "overlay");
+        blob = CTreeBlobWriter::write(tree);
+        root = new CObject();
+        ASSERT_EQ(root->setAttr(CString("ParentWindow"), CAttrValue(static_cast<void*>(&parent))),
+                  nullptr);
+        CError* error = root->loadFromMemory(blob.data(), blob.size(), true);
+        ASSERT_EQ(error, nullptr) << describe(error);
+        ASSERT_EQ(display.open(), nullptr);
+        auto* shared =
+            dynamic_cast<CWindowSharedData*>(root->findObject(CString("ui.window-shared-data")));
+        ASSERT_NE(shared, nullptr);
+        shared->setDisplay(&display);
+        window = dynamic_cast<CWindow*>(root->findObject(CString("ui.win.window-renderer")));
+        ASSERT_NE(window, nullptr);
+        error = window->createWindow();
+        ASSERT_EQ(error, nullptr) << describe(error);
+        screen = dynamic_cast<CHeadlessWindow*>(window->getNativeWindow());
+        ASSERT_NE(screen, nullptr);
+    }
+    void TearDown() override
+    {
+        CObject::destroyObject(root);
+        display.close();
+    }
+
+    static std::string describe(CError* error)
+    {
+        if (!error)
+            return {};
+        char chain[2048];
+        error->formatChain(chain, static_cast<int>(sizeof chain));
+        delete error;
+        return chain;
+    }
+    CTestView* view(const char* name) const
+    {
+        CString path("ui.win");
+        if (*name)
+        {
+            path.append(".");
+            path.append(name);
+        }
+        return dynamic_cast<CTestView*>(root->findObject(path));
+    }
+    void send(CNativeWindow::CInputEvent::Kind kind, int x, int y, int button = 0,
+              bool down = false, uint32_t timeMs = 0)
+    {
+        CNativeWindow::CInputEvent event;
+        event.kind = kind;
+        event.x = x;
+        event.y = y;
+        event.button = button;
+        event.isDown = down;
+        event.timeMs = timeMs;
+        display.inject(screen, event);
+        display.pump();
+    }
+    void click(int x, int y, uint32_t timeMs, int releaseX = -1)
+    {
+        send(CNativeWindow::CInputEvent::kMouseButton, x, y, 1, true, timeMs);
+        send(CNativeWindow::CInputEvent::kMouseButton, releaseX < 0 ? x : releaseX, y, 1, false,
+             timeMs + 50);
+    }
+
+    int parent = 0;
+    std::vector<uint8_t> blob;
+    CObject* root = nullptr;
+    CHeadlessDisplay display;
+    CWindow* window = nullptr;
+    CHeadlessWindow* screen = nullptr;
+};
+
+} // namespace
+
+TEST_F(CWindowTest, FirstFrameIsTheTreeDrawnPixelForPixel)
+{
+    // Worked out by hand: inner border 10, row gap 5. panel 10..110 x 10..70 red; meter
+    // 115..135 blue; holder 140..180 x 10..50 green; everything else grey. The window is 300
+    // wide: its third sector is cut at 300.
+    const CLinearBitmap& picture = screen->getPicture();
+    ASSERT_EQ(picture.getWidth(), 300);
+    ASSERT_EQ(picture.getHeight(), 150);
+    for (int y = 0; y < 150; ++y)
+        for (int x = 0; x < 300; ++x)
+        {
+            uint32_t expected = kGrey;
+            if (y >= 10 && y < 70 && x >= 10 && x < 110)
+                expected = kRed;
+            else if (y >= 10 && y < 70 && x >= 115 && x < 135)
+                expected = kBlue;
+            else if (y >= 10 && y < 50 && x >= 140 && x < 180)
+                expected = kGreen;
+            ASSERT_EQ(picture.getPixel(x, y), expected) << "first difference at " << x << "," << y;
+        }
+    EXPECT_EQ(screen->getOpenParams().parent, &parent);
+    EXPECT_EQ(screen->getFlushCount(), 1);
+}
+
+TEST_F(CWindowTest, AChangedDynamicViewIsDrawnAloneOverTheRememberedPicture)
+{
+    CSectorMap* map = window->getSectorMap();
+    const int panelDraws = view("panel")->draws;
+    const int backgroundDraws = view("")->draws;
+    map->resetCounters();
+    ASSERT_EQ(view("meter")->setAttr(CString("fill"), CAttrValue("0x00ff00")), nullptr);
+    view("meter")->invalidate();
+    window->renderStep();
+    // The meter (115..135) crosses the sector edge at 128: two sectors, each drawing only its
+    // part of the meter's rectangle; nothing static is drawn again.
+    EXPECT_EQ(view("meter")->draws, 4);
+    EXPECT_EQ(view("panel")->draws, panelDraws);
+    EXPECT_EQ(view("")->draws, backgroundDraws);
+    EXPECT_EQ(map->getStaticCopyCount(), 2);
+    const CLinearBitmap::Rect sent = screen->getLastFlushArea();
+    EXPECT_EQ(sent.left, 115);
+    EXPECT_EQ(sent.top, 10);
+    EXPECT_EQ(sent.right, 136); // right and bottom rounded down plus one
+    EXPECT_EQ(sent.bottom, 71);
+    EXPECT_EQ(screen->getPicture().getPixel(120, 20), kGreen);
+
+    // Nothing changed: a frame draws and sends nothing.
+    const int flushes = screen->getFlushCount();
+    window->renderStep();
+    EXPECT_EQ(screen->getFlushCount(), flushes);
+}
+
+TEST_F(CWindowTest, ASuspendedMapStillRendersTheFrameButDrawsNothing)
+{
+    window->getSectorMap()->setSuspended(true);
+    view("panel")->invalidate();
+    const uint64_t frames = window->getFrameCount();
+    const int flushes = screen->getFlushCount();
+    window->renderStep();
+    EXPECT_EQ(window->getFrameCount(), frames + 1);
+    EXPECT_EQ(screen->getFlushCount(), flushes);
+    window->getSectorMap()->setSuspended(false);
+    window->renderStep();
+    EXPECT_EQ(screen->getFlushCount(), flushes + 1);
+}
+
+TEST_F(CWindowTest, PressesGoToTheViewUnderThePointerAndAReleaseElsewhereCancels)
+{
+    click(20, 20, 1000);
+    EXPECT_EQ(view("panel")->events, (std::vector<std::string>{"mouse-press", "mouse-release"}));
+    EXPECT_TRUE(view("glass")->events.empty()) << "the glass lets clicks through";
+    EXPECT_TRUE(screen->isCaptured() == false);
+
+    view("panel")->events.clear();
+    click(20, 20, 5000, 120); // released over the meter
+    EXPECT_EQ(view("panel")->events, (std::vector<std::string>{"mouse-press", "mouse-cancel"}));
+    EXPECT_TRUE(view("meter")->events.empty());
+
+    // An intercepting view takes the presses of its children.
+    click(150, 20, 9000);
+    EXPECT_EQ(view("holder")->events, (std::vector<std::string>{"mouse-press", "mouse-release"}));
+    EXPECT_TRUE(view("holder.inner")->events.empty());
+}
+
+TEST_F(CWindowTest, DoubleClicksNeedTimeAndDistanceAndAThirdPressStartsOver)
+{
+    click(20, 20, 1000);
+    click(22, 21, 1200); // 200 ms later, 2 pixels away
+    click(22, 21, 1400); // a third press is no second double click
+    click(40, 21, 1600); // 18 pixels away
+    click(40, 21, 2500); // 900 ms later
+    const std::vector<std::string> expected = {
+        "mouse-press",   "mouse-release", "mouse-press double", "mouse-release", "mouse-press",
+        "mouse-release", "mouse-press",   "mouse-release",      "mouse-press",   "mouse-release"};
+    EXPECT_EQ(view("panel")->events, expected);
+}
+
+TEST_F(CWindowTest, HoverMovesWithThePointer)
+{
+    send(CNativeWindow::CInputEvent::kMouseMove, 20, 20);
+    send(CNativeWindow::CInputEvent::kMouseMove, 120, 20);
+    send(CNativeWindow::CInputEvent::kMouseLeave, 120, 20);
+    EXPECT_EQ(view("panel")->events,
+              (std::vector<std::string>{"mouse-enter", "mouse-move", "mouse-exit"}));
+    EXPECT_EQ(view("meter")->events,
+              (std::vector<std::string>{"mouse-enter", "mouse-move", "mouse-exit"}));
+    EXPECT_FALSE(view("panel")->isHover());
+}
+
+TEST_F(CWindowTest, AnExposedAreaIsSentAgainFromTheSectorsThatMeetIt)
+{
+    const long long before = screen->getPixelsPresented();
+    CNativeWindow::CInputEvent expose;
+    expose.kind = CNativeWindow::CInputEvent::kExpose;
+    expose.area = {100, 100, 120, 130};
+    display.inject(screen, expose);
+    display.pump();
+    // Two sectors meet it (rows 0 and 1 of column 0): 20 by 28 and 20 by 2 pixels.
+    EXPECT_EQ(screen->getPixelsPresented() - before, 20 * 28 + 20 * 2);
+    EXPECT_EQ(screen->getLastFlushArea().top, 100);
+    EXPECT_EQ(screen->getLastFlushArea().bottom, 130);
+}
