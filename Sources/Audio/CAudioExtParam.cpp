@@ -105,6 +105,10 @@ void CAudioExtParam::setValue(double valueNorm)
     const CAudioParamConverter* converter = converterOf(info);
     if (!converter)
         return;
+    // Hosts speak in floats: a value that reads back as the float the host has is the value
+    // stored, not a change (a flat automation lane resends it before every block).
+    if (static_cast<float>(valueNorm) == static_cast<float>(readNormalised(guard)))
+        return;
     const double value = converter->toValue(info, 0, valueNorm);
     // The host knows this value already: the change's echo must not go back to it.
     sentNorm = valueNorm;

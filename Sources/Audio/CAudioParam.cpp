@@ -206,6 +206,10 @@ void CAudioParam::applyChange(const CAudioParamChange& change, CAudioParamContex
         return;
     }
 
+    // A value equal to the one stored is no change: nothing reaches the audio side, no
+    // listener hears of it (hosts resend the current value of a flat automation lane).
+    if (!current.wouldChange(target))
+        return;
     if (context.undoRecord)
         context.undoRecord->recordBefore(*this, target, current);
     if (!current.applyChange(target))

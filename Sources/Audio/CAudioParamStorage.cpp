@@ -151,6 +151,33 @@ bool CAudioParamStorage::storeValue(int group, int index, double value)
     return true;
 }
 
+bool CAudioParamStorage::wouldChange(const CAudioParamChange& change) const
+{
+    if (change.group < 0 || change.group >= groups.getCount())
+        return true;
+    const Group& target = groups[change.group];
+    const int first = change.firstItem * esize;
+    const int count = change.itemCount * esize;
+    if (first + count > target.length || (change.isReplacing && first + count != target.length))
+        return true;
+    for (int i = 0; i < count; ++i)
+    {
+        const double stored = target.values[first + i];
+        if (dtype != kTypeString)
+        {
+            if (stored != change.values[i])
+                return true;
+            continue;
+        }
+        const CString* text =
+            change.strings ? change.strings->findString(idOf(change.values[i])) : nullptr;
+        const CString& now = getStringOf(stored);
+        if (!((text ? *text : emptyString()) == now))
+            return true;
+    }
+    return false;
+}
+
 bool CAudioParamStorage::applyChange(const CAudioParamChange& change)
 {
     if (change.group < 0 || change.firstItem < 0 || change.itemCount < 0)

@@ -54,6 +54,9 @@ public:
     // Stores one real at flat index of group; a group index equal to the count adds a group,
     // an index beyond the length lengthens it. False when out of memory or too far out.
     [[nodiscard]] bool storeValue(int group, int index, double value);
+    // Whether applying the change would alter anything: a value (or text) that differs, items
+    // beyond the stored ones, or a replacing change of another length.
+    bool wouldChange(const CAudioParamChange& change) const;
     // Writes a change into group, adding the group (and the empty ones before it) as needed;
     // string ids are entered into this table. False when out of memory.
     [[nodiscard]] bool applyChange(const CAudioParamChange& change);

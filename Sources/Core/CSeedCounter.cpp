@@ -25,4 +25,9 @@ uint32_t CSeedCounter::peek()
     return seedCounter.load(std::memory_order_relaxed);
 }
 
+void CSeedCounter::restartAt(uint32_t value)
+{
+    seedCounter.store(value, std::memory_order_relaxed);
+}
+
 } // namespace kel

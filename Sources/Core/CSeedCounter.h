@@ -16,6 +16,8 @@ public:
     static uint32_t next();
     // Present value without advancing; for tests and diagnostics.
     static uint32_t peek();
+    // Sets the next seed handed out: tests that compare two runs give both the same seeds.
+    static void restartAt(uint32_t value);
 };
 
 } // namespace kel

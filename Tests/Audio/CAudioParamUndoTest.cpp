@@ -506,6 +506,7 @@ TEST_F(CAudioParamUndoTest, RandomEditsUndoAndRedoToExactlyTheStatesSeen)
         int group = 0;
         int item = 0;
         bool addedGroups = false;
+        bool hasEntry = false; // a step of this drag is in the history to merge with
     };
     bool dragOpen = false;
     CDrag drag;
@@ -530,10 +531,13 @@ TEST_F(CAudioParamUndoTest, RandomEditsUndoAndRedoToExactlyTheStatesSeen)
                 // Same shape as the last step of the drag: merges unless that step added groups.
                 record = undo->createRecord(CString("Drag"), true, mergeId);
                 CAudioParamContext context(nullptr, record);
+                const CState partBefore = state();
                 param(drag.leaf).setValue(drag.group, drag.item, reals[pick(8)], context);
-                expectEntry = true;
-                expectMerge = !drag.addedGroups;
+                // Setting the value that is stored already is no change: nothing is recorded.
+                expectEntry = state() != partBefore;
+                expectMerge = expectEntry && drag.hasEntry && !drag.addedGroups;
                 drag.addedGroups = false;
+                drag.hasEntry = drag.hasEntry || expectEntry;
             }
             else
             {
@@ -556,10 +560,11 @@ TEST_F(CAudioParamUndoTest, RandomEditsUndoAndRedoToExactlyTheStatesSeen)
                     const int items = before.getItemCount(stored);
                     const int item = stored < groupCount ? pick(items + 2) : pick(2);
                     const bool valid = stored < groupCount ? item <= items : item == 0;
+                    const CState partBefore = state();
                     if (pick(6) == 0 && !dragging)
                     {
                         target.resetToDefaults(group, -1, context);
-                        expectEntry = true;
+                        expectEntry = expectEntry || state() != partBefore;
                         continue;
                     }
                     if (before.isString())
@@ -577,11 +582,11 @@ TEST_F(CAudioParamUndoTest, RandomEditsUndoAndRedoToExactlyTheStatesSeen)
                     }
                     else
                         target.setValue(group, item, reals[pick(8)], context);
-                    expectEntry = expectEntry || valid;
+                    expectEntry = expectEntry || (valid && state() != partBefore);
                     if (dragging)
                     {
                         dragOpen = valid;
-                        drag = CDrag{leaf, group, item, stored >= groupCount};
+                        drag = CDrag{leaf, group, item, stored >= groupCount, expectEntry};
                     }
                 }
                 if (!dragging)
