@@ -339,7 +339,7 @@ CError* CAudioWrapper::parseVersion(const CString& text, int& outMajor, int& out
     }
     if (!ok || count < 2)
         return KEL_ERROR("@kelstr_CAudioWrapper_parseVersion_InvalidVersion Invalid version "
-                         "text in string '%1'.",
+                         "specification in string '%1'.",
                          text);
     outMajor = numbers[0];
     outMinor = numbers[1];

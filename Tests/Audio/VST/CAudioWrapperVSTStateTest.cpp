@@ -305,7 +305,8 @@ TEST(CAudioWrapperIdentityTest, PluginCodeAndVersionForms)
     {
         error = CAudioWrapper::parseVersion(CString(bad), major, minor, micro);
         ASSERT_NE(error, nullptr) << bad;
-        EXPECT_NE(std::strstr(error->getMessage(), "Invalid version text"), nullptr);
+        EXPECT_NE(std::strstr(error->getMessage(), "Invalid version specification in string"),
+                  nullptr);
         delete error;
     }
 }
