@@ -161,7 +161,8 @@ CError* CWindow::createWindow()
         return KEL_ERROR("@kelstr_CWindow_createWindow_CreateError Unable to create window "
                          "(error %1).",
                          "empty size");
-
+    if (!isEmbedded())
+        KEL_CHECK(placeNearOpener(params));
     KEL_CHECK(sectorMap->resize(params.width, params.height));
     nativeWindow = display->createWindow();
     nativeWindow->setListener(this);
@@ -424,6 +425,91 @@ void CWindow::onNativeEvent(const CNativeWindow::CInputEvent& event)
         pressedView = nullptr;
         break;
     }
+}
+
+CError* CWindow::placeNearOpener(CNativeWindow::COpenParams& params)
+{
+    auto* opener = dynamic_cast<CViewBase*>(findObject(getAttrString(CString("opener"))));
+    CWindow* openerWindow = opener ? dynamic_cast<CWindow*>(findObject(
+                                         opener->getRootView()->getAttrString(CString("window"))))
+                                   : nullptr;
+    if (!opener || !openerWindow || !openerWindow->nativeWindow)
+        return nullptr; // no opener on screen: the window stands where window-x, -y say
+    params.transientFor = openerWindow->nativeWindow;
+    if (getAttrBool(CString("is-manual-coords"), false))
+        return nullptr;
+
+    // The opener and its window in screen coordinates.
+    const CLinearBitmap::Rect local = opener->getViewRect();
+    int left = 0;
+    int top = 0;
+    openerWindow->nativeWindow->clientToScreen(local.left, local.top, left, top);
+    const int right = left + (local.right - local.left);
+    const int bottom = top + (local.bottom - local.top);
+    const CLinearBitmap::Rect whole = openerWindow->rootView->getViewRect();
+    int windowLeft = 0;
+    int windowTop = 0;
+    openerWindow->nativeWindow->clientToScreen(0, 0, windowLeft, windowTop);
+    const int w = params.width;
+    const int h = params.height;
+    const CString alignment = getAttrString(CString("window-alignment"), CString("bottom"));
+    if (alignment == "bottom")
+    {
+        params.x = left;
+        params.y = bottom;
+    }
+    else if (alignment == "bottom-center")
+    {
+        params.x = (left + right - w) / 2;
+        params.y = bottom;
+    }
+    else if (alignment == "bottom-local-center")
+    {
+        params.x = windowLeft + (whole.right - whole.left - w) / 2;
+        params.y = bottom;
+    }
+    else if (alignment == "center")
+    {
+        params.x = windowLeft + (whole.right - whole.left - w) / 2;
+        params.y = windowTop + (whole.bottom - whole.top - h) / 2;
+    }
+    else if (alignment == "center-overlay")
+    {
+        params.x = (left + right - w) / 2;
+        params.y = (top + bottom - h) / 2;
+    }
+    else if (alignment == "left")
+    {
+        params.x = left - w;
+        params.y = top;
+    }
+    else if (alignment == "right")
+    {
+        params.x = right;
+        params.y = top;
+    }
+    else if (alignment == "cursor")
+    {
+        openerWindow->nativeWindow->clientToScreen(openerWindow->pointerX, openerWindow->pointerY,
+                                                   params.x, params.y);
+    }
+    else
+        return KEL_ERROR("@kelstr_CWindow_createWindow_InvalidWinAlign Invalid window alignment "
+                         "'%1'",
+                         alignment);
+    params.x += getAttrInt(CString("shift-x"), 0);
+    params.y += getAttrInt(CString("shift-y"), 0);
+
+    // On the monitor that holds the opener; a drop-down that does not fit below opens above.
+    const CNativeWindow::CScreenRect monitor = openerWindow->nativeWindow->getMonitorAt(left, top);
+    if (params.y + h > monitor.bottom && getAttrBool(CString("is-window-alignment-auto"), true) &&
+        top - h >= monitor.top)
+        params.y = top - h;
+    params.x = params.x + w > monitor.right ? monitor.right - w : params.x;
+    params.y = params.y + h > monitor.bottom ? monitor.bottom - h : params.y;
+    params.x = params.x < monitor.left ? monitor.left : params.x;
+    params.y = params.y < monitor.top ? monitor.top : params.y;
+    return nullptr;
 }
 
 bool CWindow::onHostWheel(int direction)

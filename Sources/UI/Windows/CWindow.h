@@ -86,6 +86,10 @@ private:
 
     [[nodiscard]] CError* createTimer(const char* timerName, const char* fpsAttr,
                                       const char* fallbackFps, const char* procName);
+    // A window opened from a view: above the opener's window, placed by "window-alignment"
+    // ("bottom", "bottom-center", "bottom-local-center", "center", "center-overlay", "left",
+    // "right", "cursor") on the opener's monitor, moved up when it does not fit below.
+    [[nodiscard]] CError* placeNearOpener(CNativeWindow::COpenParams& params);
     void handleMouseMove(const CNativeWindow::CInputEvent& event);
     void handleMouseButton(const CNativeWindow::CInputEvent& event);
     void handleKey(const CNativeWindow::CInputEvent& event);

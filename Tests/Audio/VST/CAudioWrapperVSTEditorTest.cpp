@@ -172,28 +172,50 @@ TEST_F(CAudioWrapperVSTEditorTest, EditorCallsWithoutAnOpenEditorDoNothing)
 
 TEST_F(CAudioWrapperVSTEditorTest, ATreeThatCannotBeBuiltIsRefusedWithItsMessageAndLeavesNothing)
 {
-    // The product's resources with an interface tree whose view has no view above it.
-    CTreeBlobWriter::Node tree;
-    CTreeBlobWriter::Node& ui = tree.add("ui:ui-event-bridge", "ui");
-    ui.add("ui:window-shared-data", "window-shared-data");
-    ui.add("ui:view", "stray");
-    static std::vector<uint8_t> blob;
-    blob = CTreeBlobWriter::writeResource(tree);
+    struct CCase
+    {
+        const char* tag;
+        const char* attr;
+        const char* value;
+        const char* message;
+    };
+    // A view with no view above it; a placement the views do not know; a match that names
+    // nothing; a bad alignment.
+    const CCase cases[] = {
+        {"ui:view", "", "", "Unable to locate parent view."},
+        {"ui:window-drag", "placement", "sideways", "Invalid placement 'sideways'."},
+        {"ui:window-drag", "placement-match", "ui.nowhere", "Invalid match 'ui.nowhere'."},
+        {"ui:window-drag", "alignment-h", "middle", "Invalid alignment-h 'middle'."},
+    };
     const CResourceEntry* product = CResourceTable::getInstalled();
-    std::vector<CResourceEntry> rows;
-    rows.push_back({blob.data(), "UserInterface.xml"});
-    for (const CResourceEntry* row = product; row && row->data; ++row)
-        rows.push_back(*row);
-    rows.push_back({nullptr, nullptr});
-    CResourceTable::install(rows.data());
-    const int rootsBefore = CApplication::getRootCount();
+    for (const CCase& bad : cases)
+    {
+        CTreeBlobWriter::Node tree;
+        CTreeBlobWriter::Node& ui = tree.add("ui:ui-event-bridge", "ui");
+        ui.add("ui:window-shared-data", "window-shared-data");
+        CTreeBlobWriter::Node& top = ui.add(bad.tag, "main-window");
+        CTreeBlobWriter::Node& child =
+            std::string(bad.tag) == "ui:view" ? top : top.add("ui:view", "c");
+        if (std::string(bad.attr) == "placement-match")
+            child.attr("placement", "match");
+        if (*bad.attr)
+            child.attr(bad.attr, bad.value);
+        std::vector<uint8_t> blob = CTreeBlobWriter::writeResource(tree);
+        std::vector<CResourceEntry> rows;
+        rows.push_back({blob.data(), "UserInterface.xml"});
+        for (const CResourceEntry* row = product; row && row->data; ++row)
+            rows.push_back(*row);
+        rows.push_back({nullptr, nullptr});
+        CResourceTable::install(rows.data());
+        const int rootsBefore = CApplication::getRootCount();
+        shownErrors().clear();
 
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parent), 0);
-    CResourceTable::install(product);
-    EXPECT_EQ(editor->getUiRoot(), nullptr);
-    EXPECT_EQ(editor->getPump(), nullptr);
-    EXPECT_EQ(CApplication::getRootCount(), rootsBefore);
-    ASSERT_EQ(shownErrors().size(), 1u);
-    EXPECT_NE(shownErrors()[0].find("Unable to locate parent view."), std::string::npos)
-        << shownErrors()[0];
+        EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parent), 0) << bad.message;
+        CResourceTable::install(product);
+        EXPECT_EQ(editor->getUiRoot(), nullptr);
+        EXPECT_EQ(editor->getPump(), nullptr);
+        EXPECT_EQ(CApplication::getRootCount(), rootsBefore);
+        ASSERT_EQ(shownErrors().size(), 1u) << bad.message;
+        EXPECT_NE(shownErrors()[0].find(bad.message), std::string::npos) << shownErrors()[0];
+    }
 }

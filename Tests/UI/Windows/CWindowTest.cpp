@@ -103,6 +103,13 @@ protected:
         holder.attr("width", "40").attr("height", "40").attr("is-intercepting", "true");
         holder.attr("fill", "0x00ff00");
         holder.add("test:view", "inner").attr("placement", "overlay");
+        // A drop-down that opens below the panel.
+        CTreeBlobWriter::Node& pop = ui.add("test:view", "pop");
+        pop.attr("is-root-view", "true").attr("width", "50").attr("height", "30");
+        pop.add("ui:window-renderer", "window-renderer")
+            .attr("is-popup-window", "true")
+            .attr("opener", "ui.win.panel")
+            .attr("window-alignment", "bottom");
         blob = CTreeBlobWriter::write(tree);
         root = new CObject();
         ASSERT_EQ(root->setAttr(CString("ParentWindow"), CAttrValue(static_cast<void*>(&parent))),
@@ -297,4 +304,28 @@ TEST_F(CWindowTest, AnExposedAreaIsSentAgainFromTheSectorsThatMeetIt)
     EXPECT_EQ(screen->getPixelsPresented() - before, 20 * 28 + 20 * 2);
     EXPECT_EQ(screen->getLastFlushArea().top, 100);
     EXPECT_EQ(screen->getLastFlushArea().bottom, 130);
+}
+
+TEST_F(CWindowTest, APopupOpensBelowItsOpenerAboveItsWindowAndClosesOnAPressElsewhere)
+{
+    auto* popup = dynamic_cast<CWindow*>(root->findObject(CString("ui.pop.window-renderer")));
+    ASSERT_NE(popup, nullptr);
+    ASSERT_EQ(describe(popup->createWindow()), "");
+    auto* shown = dynamic_cast<CHeadlessWindow*>(popup->getNativeWindow());
+    ASSERT_NE(shown, nullptr);
+    // The panel is 10..110 x 10..70 in a window at the screen's origin.
+    EXPECT_EQ(shown->getX(), 10);
+    EXPECT_EQ(shown->getY(), 70);
+    EXPECT_EQ(shown->getOpenParams().transientFor, screen);
+    EXPECT_EQ(shown->getOpenParams().parent, nullptr);
+    EXPECT_TRUE(shown->getOpenParams().isPopup);
+
+    // A press in the main window closes it.
+    click(200, 100, 1000);
+    EXPECT_EQ(popup->getNativeWindow(), nullptr);
+
+    // An alignment the window does not know is an error.
+    ASSERT_EQ(popup->setAttr(CString("window-alignment"), CAttrValue("sideways")), nullptr);
+    EXPECT_NE(describe(popup->createWindow()).find("Invalid window alignment 'sideways'"),
+              std::string::npos);
 }
