@@ -25,8 +25,9 @@ class CEditorPump : public CThread, public CRunLoop::CClient
 public:
     // Without idle for this long, the pump's thread takes over.
     static constexpr uint32_t kFallbackAfterMs = 100;
-    // Longest wait of the fallback thread inside the loop, which the host's next idle may meet.
-    static constexpr int kFallbackSliceMs = 10;
+    // Longest wait of the fallback thread inside the loop (one frame at 40 fps), which the
+    // host's next idle may meet; the wait ends earlier at every timer and screen event.
+    static constexpr int kFallbackSliceMs = 25;
 
     CEditorPump() = default;
     ~CEditorPump() override;

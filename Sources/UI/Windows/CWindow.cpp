@@ -94,21 +94,27 @@ CError* CWindow::init()
     // Timers belong to the bridge's thread: a window made elsewhere has none.
     if (bridgeOwner->getBridgeThreadId() == CThisThread::id())
     {
-        KEL_CHECK(createTimer("render-timer", "fps", "40", "render-tick"));
-        KEL_CHECK(createTimer("cursor-timer", "cursor-fps", "3", "cursor-tick"));
-        KEL_CHECK(createTimer("auto-click-timer", "auto-click-fps", "30", "auto-click-tick"));
-        KEL_CHECK(createTimer("deactivate-timer", "deactivate-fps", "30", "deactivate-tick"));
+        KEL_CHECK(createTimer("render-timer", "fps", "40", "render-tick", renderTimer));
+        KEL_CHECK(createTimer("cursor-timer", "cursor-fps", "3", "cursor-tick", cursorTimer));
+        KEL_CHECK(createTimer("auto-click-timer", "auto-click-fps", "30", "auto-click-tick",
+                              autoClickTimer));
+        KEL_CHECK(createTimer("deactivate-timer", "deactivate-fps", "30", "deactivate-tick",
+                              deactivateTimer));
+        // An idle window wakes for its frames only: the cursor blinks while a view has the
+        // keys, a held button repeats while it is held, and only popups watch for deactivation.
+        KEL_CHECK(runTimer(cursorTimer, nullptr));
+        KEL_CHECK(runTimer(autoClickTimer, nullptr));
+        KEL_CHECK(runTimer(deactivateTimer, popupWindow ? "deactivate-fps" : nullptr));
         timersRunning = true;
     }
     return nullptr;
 }
 
 CError* CWindow::createTimer(const char* timerName, const char* fpsAttr, const char* fallbackFps,
-                             const char* procName)
+                             const char* procName, CTimer*& timer)
 {
     CAttrMap params;
     params.set(CString("fps"), CAttrValue(getAttrString(CString(fpsAttr), CString(fallbackFps))));
-    CTimer* timer = nullptr;
     KEL_CHECK(createChild<CTimer>(CString("core:timer"), CString(timerName), timer, &params));
     CString path(".");
     path.append(timerName);
@@ -116,8 +122,18 @@ CError* CWindow::createTimer(const char* timerName, const char* fpsAttr, const c
     return nullptr;
 }
 
+CError* CWindow::runTimer(CTimer* timer, const char* fpsAttr)
+{
+    if (!timer)
+        return nullptr;
+    // An empty rate stops a timer; the window's attribute gives it back its rate.
+    const CString fps = fpsAttr ? getAttrString(CString(fpsAttr), CString("30")) : CString();
+    return timer->setAttr(CString("fps"), CAttrValue(fps));
+}
+
 void CWindow::detachLinks()
 {
+    renderTimer = cursorTimer = autoClickTimer = deactivateTimer = nullptr;
     closeWindow();
     if (sharedData)
         sharedData->removeWindow(this);
@@ -582,6 +598,8 @@ void CWindow::handleMouseButton(const CNativeWindow::CInputEvent& event)
         pressClockSec = static_cast<double>(CTickClock::tickCountMs()) / 1000.0;
         if (nativeWindow)
             nativeWindow->setCapture(true);
+        if (CError* error = runTimer(autoClickTimer, "auto-click-fps"))
+            CSystem::showError(error);
         sendToView(under, right ? "mouse-press-r" : "mouse-press", params);
         return;
     }
@@ -592,6 +610,8 @@ void CWindow::handleMouseButton(const CNativeWindow::CInputEvent& event)
     pressedButton = 0;
     if (nativeWindow)
         nativeWindow->setCapture(false);
+    if (CError* error = runTimer(autoClickTimer, nullptr))
+        CSystem::showError(error);
     params.set(CString("is-double-click"), CAttrValue(false));
     if (under == pressed)
         sendToView(pressed, right ? "mouse-release-r" : "mouse-release", params);

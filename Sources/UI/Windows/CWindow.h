@@ -85,7 +85,10 @@ private:
     [[nodiscard]] CError* onPopupClose();
 
     [[nodiscard]] CError* createTimer(const char* timerName, const char* fpsAttr,
-                                      const char* fallbackFps, const char* procName);
+                                      const char* fallbackFps, const char* procName,
+                                      CTimer*& timer);
+    // Starts a timer at the rate of the window's attribute fpsAttr, or stops it (null).
+    [[nodiscard]] CError* runTimer(CTimer* timer, const char* fpsAttr);
     // A window opened from a view: above the opener's window, placed by "window-alignment"
     // ("bottom", "bottom-center", "bottom-local-center", "center", "center-overlay", "left",
     // "right", "cursor") on the opener's monitor, moved up when it does not fit below.
@@ -102,7 +105,11 @@ private:
 
     static double clockSec;
 
-    CNativeWindow* nativeWindow = nullptr;     // owned
+    CNativeWindow* nativeWindow = nullptr; // owned
+    CTimer* renderTimer = nullptr;         // children: owned by the tree
+    CTimer* cursorTimer = nullptr;
+    CTimer* autoClickTimer = nullptr;
+    CTimer* deactivateTimer = nullptr;
     CViewBase* rootView = nullptr;             // not owned: the parent; cleared in detachLinks
     CSectorMap* sectorMap = nullptr;           // not owned: the root view's
     CWindowSharedData* sharedData = nullptr;   // not owned; cleared in detachLinks

@@ -124,6 +124,10 @@ void CX11Display::pump()
 {
     if (!connection)
         return;
+    // Every request of ours ended in a synchronised guard, so no error can be on its way: when
+    // nothing has arrived either, a frame costs one non-blocking read and no round trip.
+    if (XEventsQueued(asDisplay(connection), QueuedAfterReading) == 0)
+        return;
     // Events are read inside the guard (errors come in with them) and delivered outside it, so
     // that a listener may make requests of its own.
     struct CRead
