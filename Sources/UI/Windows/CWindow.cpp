@@ -221,7 +221,7 @@ void CWindow::renderStep()
     clockSec = static_cast<double>(static_cast<uint32_t>(CTickClock::tickCountMs())) / 1000.0;
     if (sharedData)
         sharedData->nextFrame();
-    ++frameCount;
+    frameCount.fetch_add(1, std::memory_order_relaxed);
     // Events the screen connection read ahead (while waiting for a put, say) are not announced
     // by its descriptor again: the main window drains them once a frame.
     if (isEmbedded() && sharedData && sharedData->getDisplay())

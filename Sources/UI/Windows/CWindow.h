@@ -3,6 +3,7 @@
 #include "Core/CObject.h"
 #include "UI/Platform/CNativeWindow.h"
 
+#include <atomic>
 #include <cstdint>
 
 namespace kel
@@ -73,7 +74,7 @@ public:
     static double getClock() { return clockSec; }
 
     // Counters for tests and the load display.
-    uint64_t getFrameCount() const { return frameCount; }
+    uint64_t getFrameCount() const { return frameCount.load(std::memory_order_relaxed); }
     uint64_t getSectorsSent() const { return sectorsSent; }
 
 private:
@@ -133,7 +134,7 @@ private:
     int pointerX = 0;
     int pointerY = 0;
     int pointerModifiers = 0;
-    uint64_t frameCount = 0;
+    std::atomic<uint64_t> frameCount{0}; // read by tests while a pump thread renders
     uint64_t sectorsSent = 0;
     double drawLoadHistory[20] = {};
     int drawLoadCount = 0;
