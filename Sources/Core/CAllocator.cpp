@@ -22,6 +22,8 @@ namespace
 constexpr size_t kHeadBytes = 16;
 constexpr uint8_t kRuntimeMarker = 255;
 constexpr size_t kChunkHeadBytes = 16;
+// How much of a chunk is carved into blocks at once.
+constexpr size_t kCarvePageBytes = 4096;
 
 struct alignas(16) PoolHead
 {
@@ -78,6 +80,11 @@ struct alignas(64) Pool
     // keeps the chunks reachable by plain pointers, which the packed free-list words are not, so
     // that leak checkers do not take the pools for leaks. Changed under carveLock only.
     void* chunks = nullptr;
+    // The part of the newest chunk not handed out yet. Blocks are carved from it a page at a
+    // time, so that memory nobody asked for is never touched and stays out of the resident set.
+    // Changed under carveLock only.
+    unsigned char* carveNext = nullptr;
+    unsigned char* carveEnd = nullptr;
 };
 
 struct Pools
@@ -140,7 +147,8 @@ void pushChain(Pool& pool, PoolHead* first, PoolHead* last)
 }
 
 // Called with an empty free list: under the class lock, check again (another thread may just
-// have carved), else carve a fresh chunk, keep its first block and push the rest in one swap.
+// have carved), else carve the next page's worth of blocks from the newest chunk (a fresh chunk
+// when it is used up), keep the first and push the rest in one swap.
 PoolHead* carve(Pool& pool, int classIndex)
 {
     CLockGuard guard(pool.carveLock);
@@ -148,29 +156,38 @@ PoolHead* carve(Pool& pool, int classIndex)
         return head;
 
     const size_t stride = classBytes(classIndex) + kHeadBytes;
-    const size_t count = classBytes(classIndex) < 2048 ? 128 : 64;
-    auto* memory =
-        static_cast<unsigned char*>(std::aligned_alloc(16, kChunkHeadBytes + stride * count));
-    if (!memory)
-        return nullptr;
-    if ((reinterpret_cast<uintptr_t>(memory) + kChunkHeadBytes + stride * count) >>
-        (kAddressBits + 4))
-        std::abort(); // an address beyond 48 bits cannot be tagged; no supported system has one
-    std::memcpy(memory, &pool.chunks, sizeof(pool.chunks));
-    pool.chunks = memory;
-    unsigned char* const chunk = memory + kChunkHeadBytes;
-
-    for (size_t i = 0; i < count; ++i)
+    if (!pool.carveNext || pool.carveNext + stride > pool.carveEnd)
     {
-        auto* head = new (chunk + i * stride) PoolHead;
+        const size_t count = classBytes(classIndex) < 2048 ? 128 : 64;
+        auto* memory =
+            static_cast<unsigned char*>(std::aligned_alloc(16, kChunkHeadBytes + stride * count));
+        if (!memory)
+            return nullptr;
+        if ((reinterpret_cast<uintptr_t>(memory) + kChunkHeadBytes + stride * count) >>
+            (kAddressBits + 4))
+            std::abort(); // an address beyond 48 bits cannot be tagged; no supported system has one
+        std::memcpy(memory, &pool.chunks, sizeof(pool.chunks));
+        pool.chunks = memory;
+        pool.carveNext = memory + kChunkHeadBytes;
+        pool.carveEnd = pool.carveNext + stride * count;
+    }
+    size_t batch = kCarvePageBytes / stride;
+    const size_t left = static_cast<size_t>(pool.carveEnd - pool.carveNext) / stride;
+    batch = batch < 1 ? 1 : (batch > left ? left : batch);
+    unsigned char* const first = pool.carveNext;
+    pool.carveNext += batch * stride;
+
+    for (size_t i = 0; i < batch; ++i)
+    {
+        auto* head = new (first + i * stride) PoolHead;
         head->classIndex = static_cast<uint8_t>(classIndex);
-        head->next.store(i + 1 < count ? reinterpret_cast<uintptr_t>(chunk + (i + 1) * stride) : 0,
+        head->next.store(i + 1 < batch ? reinterpret_cast<uintptr_t>(first + (i + 1) * stride) : 0,
                          std::memory_order_relaxed);
     }
-    if (count > 1)
-        pushChain(pool, reinterpret_cast<PoolHead*>(chunk + stride),
-                  reinterpret_cast<PoolHead*>(chunk + (count - 1) * stride));
-    return reinterpret_cast<PoolHead*>(chunk);
+    if (batch > 1)
+        pushChain(pool, reinterpret_cast<PoolHead*>(first + stride),
+                  reinterpret_cast<PoolHead*>(first + (batch - 1) * stride));
+    return reinterpret_cast<PoolHead*>(first);
 }
 
 inline uint8_t markerOf(const void* block)
@@ -314,6 +331,8 @@ size_t CAllocator::releaseIdlePools()
             chunk = next;
         }
         pool.chunks = nullptr;
+        pool.carveNext = nullptr;
+        pool.carveEnd = nullptr;
     }
     return released;
 }

@@ -13,8 +13,10 @@ namespace kel
 //
 // Every block, pooled or not, is 16-byte aligned and has a 16-byte head in front of it whose last
 // byte tells where it came from: the size class (0 to 254) or 255 for a runtime block. Pooled
-// memory is carved in chunks of 128 blocks (64 for blocks of 2048 bytes and more) and never given
-// back to the system; a freed block waits on its class's free list for the next request.
+// memory is reserved in chunks of 128 blocks (64 for blocks of 2048 bytes and more), carved into
+// blocks a page at a time as they are needed (untouched memory stays out of the resident set),
+// and never given back to the system; a freed block waits on its class's free list for the next
+// request.
 // [any thread; the pools take a class lock only when a free list is empty]
 class CAllocator
 {

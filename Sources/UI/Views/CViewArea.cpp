@@ -70,24 +70,24 @@ bool CViewArea::CSizeRule::parse(const CString& text, CSizeRule& out)
     if (text.isEmpty())
         return true;
     if (text == "full")
-        out.kind = kFull;
+        out.kind = kSizeFull;
     else if (text == "compact")
-        out.kind = kCompact;
+        out.kind = kSizeCompact;
     else if (text == "balanced")
-        out.kind = kBalanced;
+        out.kind = kSizeBalanced;
     else if (text.getUnit(text.getLength() - 1) == '%')
     {
         double percent = 0.0;
         if (!text.substring(0, text.getLength() - 1).parseDouble(percent))
             return false;
-        out.kind = kPercent;
+        out.kind = kSizePercent;
         out.value = percent / 100.0;
     }
     else
     {
         if (!text.parseDouble(out.value))
             return false;
-        out.kind = kPixels;
+        out.kind = kSizePixels;
     }
     return true;
 }
@@ -264,10 +264,10 @@ void CViewArea::writeSizeProgram(bool horizontal)
     }
     switch (rule.kind)
     {
-    case CSizeRule::kPixels:
+    case CSizeRule::kSizePixels:
         p.constant(std::round(rule.value * scale * ratio));
         break;
-    case CSizeRule::kPercent:
+    case CSizeRule::kSizePercent:
     {
         // Above 100 % counts as all of it, at or below 0 as nothing.
         const double fraction = rule.value > 1.0 ? 1.0 : (rule.value <= 0.0 ? 0.0 : rule.value);
@@ -275,7 +275,7 @@ void CViewArea::writeSizeProgram(bool horizontal)
         p.constant(fraction).op(Net::kMultiply).op(Net::kRound);
         break;
     }
-    case CSizeRule::kFull:
+    case CSizeRule::kSizeFull:
         // The parent's inner extent through the ratio, less the outer border, at least the
         // minimum.
         pushInnerExtent(p, horizontal);
@@ -285,7 +285,7 @@ void CViewArea::writeSizeProgram(bool horizontal)
         p.var(this, axis.outerStart).op(Net::kSubtract);
         p.var(this, axis.outerEnd).op(Net::kSubtract);
         break;
-    case CSizeRule::kBalanced:
+    case CSizeRule::kSizeBalanced:
     {
         // An equal share among the inline siblings of the row, gaps taken off first.
         int count = 0;
@@ -306,26 +306,26 @@ void CViewArea::writeSizeProgram(bool horizontal)
         p.var(this, axis.outerEnd).op(Net::kSubtract);
         break;
     }
-    case CSizeRule::kCompact:
-    case CSizeRule::kUnset:
+    case CSizeRule::kSizeCompact:
+    case CSizeRule::kSizeUnset:
         p.var(this, axis.compact).constant(ratio).op(Net::kMultiply).op(Net::kRound);
         break;
     }
     // Never below the minimum.
     switch (minimum.kind)
     {
-    case CSizeRule::kPixels:
+    case CSizeRule::kSizePixels:
         p.constant(std::round(minimum.value * scale)).op(Net::kMax2);
         break;
-    case CSizeRule::kCompact:
-    case CSizeRule::kBalanced:
+    case CSizeRule::kSizeCompact:
+    case CSizeRule::kSizeBalanced:
         p.var(this, axis.compact).op(Net::kMax2);
         break;
     default:
         p.constant(0.0).op(Net::kMax2);
         break;
     }
-    if (rule.kind == CSizeRule::kFull)
+    if (rule.kind == CSizeRule::kSizeFull)
         p.op(Net::kRound);
     p.install(vars[axis.size]);
 }
@@ -457,7 +457,7 @@ void CViewArea::layoutDocked(CViewArea* child, const CViewArea* rest)
     pushRest(start, rest, acrossIndex);
     start.var(child, across.outerStart).op(Net::kAdd);
     start.install(child->vars[across.start]);
-    if (acrossRule.kind == CSizeRule::kUnset || acrossRule.kind == CSizeRule::kFull)
+    if (acrossRule.kind == CSizeRule::kSizeUnset || acrossRule.kind == CSizeRule::kSizeFull)
     {
         CProgram end(*network);
         pushRest(end, rest, acrossIndex + 2);
@@ -651,9 +651,9 @@ void CViewArea::layoutChildren()
     for (CViewArea* child : children)
     {
         // A balanced share depends on how many siblings there are.
-        if (child->rules.width.kind == CSizeRule::kBalanced)
+        if (child->rules.width.kind == CSizeRule::kSizeBalanced)
             child->writeSizeProgram(true);
-        if (child->rules.height.kind == CSizeRule::kBalanced)
+        if (child->rules.height.kind == CSizeRule::kSizeBalanced)
             child->writeSizeProgram(false);
         if (child->rules.isHidden)
         {

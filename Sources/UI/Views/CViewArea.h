@@ -107,14 +107,14 @@ public:
     {
         enum Kind
         {
-            kUnset,
-            kPixels,
-            kPercent,
-            kFull,
-            kCompact,
-            kBalanced,
+            kSizeUnset,
+            kSizePixels,
+            kSizePercent,
+            kSizeFull,
+            kSizeCompact,
+            kSizeBalanced,
         };
-        Kind kind = kUnset;
+        Kind kind = kSizeUnset;
         double value = 0.0; // pixels, or the fraction of a percentage
 
         // "120", "50%", "full", "compact", "balanced"; false for anything else.

@@ -18,12 +18,12 @@ using Size = CViewArea::CSizeRule;
 
 Size px(double value)
 {
-    return {Size::kPixels, value};
+    return {Size::kSizePixels, value};
 }
 
 Size percent(double fraction)
 {
-    return {Size::kPercent, fraction};
+    return {Size::kSizePercent, fraction};
 }
 
 std::string text(const CLinearBitmap::Rect& r)
@@ -221,7 +221,7 @@ TEST_F(CViewAreaTest, SizeRulesPercentFullMinimumOffsetRatioAndScale)
     EXPECT_EQ(text(a->getRect()), "10,10,150,190");
 
     Rules full;
-    full.width = {Size::kFull, 0};
+    full.width = {Size::kSizeFull, 0};
     full.height = px(5);
     full.minHeight = px(12);
     full.outer[0] = 3;
@@ -254,8 +254,8 @@ TEST_F(CViewAreaTest, CompactSizesClimbFromAChangedContentToTheRoot)
 {
     // A compact root holding a compact row of two compact labels, inner border 2 each level.
     Rules compact;
-    compact.width = {Size::kCompact, 0};
-    compact.height = {Size::kCompact, 0};
+    compact.width = {Size::kSizeCompact, 0};
+    compact.height = {Size::kSizeCompact, 0};
     for (double& side : compact.inner)
         side = 2;
     compact.spread[0] = 5;
@@ -263,8 +263,8 @@ TEST_F(CViewAreaTest, CompactSizesClimbFromAChangedContentToTheRoot)
     tree.root->setRules(compact);
     CViewArea* row = tree.add(tree.root, compact);
     Rules label;
-    label.width = {Size::kCompact, 0};
-    label.height = {Size::kCompact, 0};
+    label.width = {Size::kSizeCompact, 0};
+    label.height = {Size::kSizeCompact, 0};
     CViewArea* a = tree.add(row, label);
     CViewArea* b = tree.add(row, label);
     a->setContentSize(30, 10);
@@ -297,7 +297,7 @@ TEST_F(CViewAreaTest, BalancedAndScrolledChildren)
     rootRules.spread[0] = 2; // gap 2
     tree.root->setRules(rootRules);
     Rules share;
-    share.width = {Size::kBalanced, 0};
+    share.width = {Size::kSizeBalanced, 0};
     share.height = px(10);
     CViewArea* a = tree.add(tree.root, share);
     CViewArea* b = tree.add(tree.root, share);

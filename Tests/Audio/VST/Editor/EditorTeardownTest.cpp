@@ -74,7 +74,10 @@ TEST_F(EditorTeardownTest, TwoHundredOpenCloseCyclesLeaveNothingBehind)
                 warm.rssKb, end.rssKb, warm.threads, end.threads, warm.fds, end.fds);
     EXPECT_EQ(end.threads, warm.threads);
     EXPECT_EQ(end.fds, warm.fds) << "descriptors (X connections among them) left behind";
+#if !defined(KEL_SANITIZED)
+    // A sanitizer keeps freed memory in quarantine: the bound holds only for the real thing.
     EXPECT_LT(end.rssKb - warm.rssKb, kMaxGrowthKb);
+#endif
     EXPECT_TRUE(processAudio(*plugin, 4));
 }
 
