@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <sys/prctl.h>
 #include <map>
 #include <string>
 #include <vector>
@@ -55,6 +56,9 @@ private:
 
 int main(int argc, char** argv)
 {
+    // Transparent huge pages would count memory in 2 MiB steps; the resident-memory figures
+    // are meant per page.
+    prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;

@@ -35,15 +35,20 @@ CNativeDisplay* makeHeadless()
 
 long residentKib()
 {
-    long pages = 0;
-    long resident = 0;
-    FILE* statm = std::fopen("/proc/self/statm", "r");
-    if (!statm)
+    // Anonymous memory only: the library's file pages come and go with the page cache (another
+    // process reading the same file maps more of them at a fault), which says nothing of us.
+    long kib = 0;
+    FILE* status = std::fopen("/proc/self/status", "r");
+    if (!status)
         return 0;
-    if (std::fscanf(statm, "%ld %ld", &pages, &resident) != 2)
-        resident = 0;
-    std::fclose(statm);
-    return resident * 4;
+    char line[256];
+    while (std::fgets(line, sizeof line, status))
+    {
+        if (std::sscanf(line, "RssAnon: %ld kB", &kib) == 1)
+            break;
+    }
+    std::fclose(status);
+    return kib;
 }
 
 // One instance with its editor ready to open.
