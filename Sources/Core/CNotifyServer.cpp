@@ -9,6 +9,22 @@ namespace kel
 
 namespace
 {
+// The bridge thread the calling thread stands in for; 0 for none.
+thread_local uint64_t tStandIn = 0;
+} // namespace
+
+CNotifyServer::CStandIn::CStandIn(uint64_t standIn) : previous(tStandIn)
+{
+    tStandIn = standIn;
+}
+
+CNotifyServer::CStandIn::~CStandIn()
+{
+    tStandIn = previous;
+}
+
+namespace
+{
 // Fills the reserved keys that name the receiving object and its procedure.
 void addListenerKeys(CAttrMap& params, const CObject* listener, const CString& procName)
 {
@@ -95,7 +111,8 @@ CError* CNotifyServer::send(CObject* sender, const CString& eventName, CAttrMap&
         const CObject* owner = listener.object->findEventBridgeOwner();
         if (!owner)
             continue;
-        if (!forceQueued && owner->getBridgeThreadId() == thisThread)
+        const uint64_t bridgeThread = owner->getBridgeThreadId();
+        if (!forceQueued && (bridgeThread == thisThread || bridgeThread == tStandIn))
         {
             calls.add(listener);
             continue;

@@ -45,6 +45,22 @@ public:
     // calling thread: the way for an object to have something done after its own procedure has
     // returned (release-child-bridged). Without a bridge above target nothing is queued and
     // false comes back. [the target's thread]
+    // While it lives, the calling thread stands in for the bridge thread standIn: events for
+    // listeners of that bridge are calls here instead of queued. For a thread that pumps the
+    // bridge thread's run loop in its place (an editor whose host gives no idle), under the
+    // loop's pump lock, so that the two never run the tree at once. [the standing-in thread]
+    class CStandIn
+    {
+    public:
+        explicit CStandIn(uint64_t standIn);
+        ~CStandIn();
+        CStandIn(const CStandIn&) = delete;
+        CStandIn& operator=(const CStandIn&) = delete;
+
+    private:
+        uint64_t previous;
+    };
+
     [[nodiscard]] static CError* postToObject(CObject* target, const CString& procName,
                                               CAttrMap& params, bool& outIsQueued);
 

@@ -1,5 +1,6 @@
 #include "UI/Windows/CEditorPump.h"
 
+#include "Core/CNotifyServer.h"
 #include "Core/Platform/CTickClock.h"
 #include "UI/Platform/CNativeDisplay.h"
 
@@ -69,6 +70,9 @@ void CEditorPump::execute()
         // The host has gone quiet: serve the loop until it speaks again. The wait inside the
         // loop ends at the next timer or screen event, so this costs nothing between frames.
         fallbackActive.store(true, std::memory_order_relaxed);
+        // While it pumps, this thread is the editor's thread: the tree's events are calls, not
+        // posts that would wake the loop a second time.
+        CNotifyServer::CStandIn standIn(loop->getOwnerThreadId());
         loop->runOnce(kFallbackSliceMs);
         fallbackPumps.fetch_add(1, std::memory_order_relaxed);
     }
