@@ -89,6 +89,19 @@ void CNotifyServer::removeListener(CObject* listener, const CString& senderPath,
     }
 }
 
+bool CNotifyServer::hasListeners(const CObject* sender, const CString& eventName) const
+{
+    CLockGuard guard(lock);
+    CEventRecord* const* filed = records.find(eventName);
+    if (!filed)
+        return false;
+    CArray<CEventRecord::CListener, 16> listeners;
+    (*filed)->getLock().lock();
+    (*filed)->collect(sender, listeners);
+    (*filed)->getLock().unlock();
+    return !listeners.isEmpty();
+}
+
 CError* CNotifyServer::send(CObject* sender, const CString& eventName, CAttrMap& params,
                             bool forceQueued)
 {

@@ -61,6 +61,9 @@ public:
         uint64_t previous;
     };
 
+    // Whether anything listens to eventName of sender. [any thread; takes the locks]
+    bool hasListeners(const CObject* sender, const CString& eventName) const;
+
     [[nodiscard]] static CError* postToObject(CObject* target, const CString& procName,
                                               CAttrMap& params, bool& outIsQueued);
 
@@ -68,7 +71,7 @@ public:
     int getRecordCount();
 
 private:
-    CLock lock{4000};
+    mutable CLock lock{4000};
     CStringMap<CEventRecord*> records;
 };
 

@@ -237,6 +237,8 @@ void CSectorMap::markSector(int n, const CLinearBitmap::Rect& area, bool isStati
     {
         sector.isPending = true;
         pendingSectors.add(n);
+        if (pendingSectors.getCount() == 1 && listener)
+            listener->onSectorsPending();
     }
 }
 

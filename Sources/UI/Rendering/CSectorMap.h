@@ -43,6 +43,14 @@ public:
                                 const CLinearBitmap::Rect& clip) = 0;
     };
 
+    // Told when the first sector of a frame becomes pending. [ui thread]
+    class CListener
+    {
+    public:
+        virtual ~CListener() = default;
+        virtual void onSectorsPending() = 0;
+    };
+
     CSectorMap() = default;
     ~CSectorMap() override;
     CSectorMap(const CSectorMap&) = delete;
@@ -87,6 +95,9 @@ public:
     const CLinearBitmap& getPicture(int sector) const { return sectors[sector]->picture; }
     bool isStaticValid(int sector) const { return sectors[sector]->isStaticValid; }
     void clearChanged() { changedSectors.clear(); }
+
+    // Not owned; null for none.
+    void setListener(CListener* newListener) { listener = newListener; }
 
     void setSuspended(bool suspended) { isSuspended = suspended; }
     bool getSuspended() const { return isSuspended; }
@@ -148,6 +159,7 @@ private:
     int windowHeight = 0;
     uint64_t nextOrder = 0;
     bool isSuspended = false;
+    CListener* listener = nullptr;
     int viewDrawCount = 0;
     int staticCopyCount = 0;
 };

@@ -264,7 +264,11 @@ void CViewAreaNetwork::setValue(VarId id, double value, int depth)
             setValue(dependent, next, depth + 1);
     }
     if (rec->owner && !changedAreas.contains(rec->owner))
+    {
         changedAreas.add(rec->owner);
+        if (changedAreas.getCount() == 1 && listener)
+            listener->onAreasChanged();
+    }
 }
 
 double CViewAreaNetwork::getValue(VarId id) const

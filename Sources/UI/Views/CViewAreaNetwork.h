@@ -54,6 +54,14 @@ public:
         kPushVar = 11,
     };
 
+    // Told when the first area changes after the list was taken. [ui thread]
+    class CListener
+    {
+    public:
+        virtual ~CListener() = default;
+        virtual void onAreasChanged() = 0;
+    };
+
     CViewAreaNetwork() = default;
     ~CViewAreaNetwork() override;
     CViewAreaNetwork(const CViewAreaNetwork&) = delete;
@@ -79,6 +87,9 @@ public:
     void takeChangedAreas(CArray<CViewArea*, 16>& out);
     void forgetArea(CViewArea* area);
     bool hasChangedAreas() const { return !changedAreas.isEmpty(); }
+
+    // Not owned; null for none.
+    void setListener(CListener* newListener) { listener = newListener; }
 
     int getPageCount() const { return pages.getCount(); }
     int getLiveCount() const { return liveCount; }
@@ -108,6 +119,7 @@ private:
     CArray<CRecord*, 16> pages; // each an array of kPageSize records, owned
     CArray<double, 16> constants;
     CArray<CViewArea*, 16> changedAreas;
+    CListener* listener = nullptr;
     VarId freeHead = kNoVar;
     int liveCount = 0;
     int storeCount = 0;

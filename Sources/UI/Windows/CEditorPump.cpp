@@ -43,8 +43,12 @@ void CEditorPump::stop()
 void CEditorPump::idle()
 {
     lastIdleMs.store(CTickClock::tickCountMs(), std::memory_order_relaxed);
-    if (loop)
-        loop->runOnce(0);
+    if (!loop)
+        return;
+    // The fallback thread may be waiting inside the loop: wake it, so that it leaves at once.
+    if (fallbackActive.load(std::memory_order_relaxed))
+        loop->post(clientId, 0, 0);
+    loop->runOnce(0);
 }
 
 void CEditorPump::onRunLoopMessage(uint32_t /*message*/, intptr_t /*param*/) {}

@@ -25,9 +25,9 @@ class CEditorPump : public CThread, public CRunLoop::CClient
 public:
     // Without idle for this long, the pump's thread takes over.
     static constexpr uint32_t kFallbackAfterMs = 100;
-    // Longest wait of the fallback thread inside the loop (one frame at 40 fps), which the
-    // host's next idle may meet; the wait ends earlier at every timer and screen event.
-    static constexpr int kFallbackSliceMs = 25;
+    // Longest wait of the fallback thread inside the loop; it ends earlier at every timer,
+    // screen event or post, and the host's next idle posts one so as not to wait for it.
+    static constexpr int kFallbackSliceMs = 500;
 
     CEditorPump() = default;
     ~CEditorPump() override;

@@ -1,12 +1,13 @@
 #include "UI/Windows/CWindow.h"
 
+#include "Core/CApplication.h"
 #include "Core/CGlobalSettings.h"
+#include "Core/CNotifyServer.h"
 #include "Core/CSystem.h"
 #include "Core/CTimer.h"
 #include "Core/Platform/CThisThread.h"
 #include "Core/Platform/CTickClock.h"
 #include "UI/Platform/CNativeDisplay.h"
-#include "UI/Rendering/CSectorMap.h"
 #include "UI/Views/CViewBase.h"
 #include "UI/Windows/CWindowSharedData.h"
 
@@ -83,6 +84,9 @@ CError* CWindow::init()
     sectorMap = rootView->getSectorMap();
     if (!sectorMap)
         return KEL_ERROR("@kelstr_CWindow_init_NoSectorMap Unable to find sector map.");
+    sectorMap->setListener(this);
+    if (rootView->getArea())
+        rootView->getArea()->getNetwork()->setListener(this);
     sharedData = dynamic_cast<CWindowSharedData*>(findObject(CString("ui.window-shared-data")));
     if (sharedData)
         sharedData->addWindow(this);
@@ -127,12 +131,18 @@ CError* CWindow::runTimer(CTimer* timer, const char* fpsAttr)
     if (!timer)
         return nullptr;
     // An empty rate stops a timer; the window's attribute gives it back its rate.
-    const CString fps = fpsAttr ? getAttrString(CString(fpsAttr), CString("30")) : CString();
+    const bool isFrameRate = fpsAttr && CString(fpsAttr) == "fps";
+    const CString fps =
+        fpsAttr ? getAttrString(CString(fpsAttr), CString(isFrameRate ? "40" : "30")) : CString();
     return timer->setAttr(CString("fps"), CAttrValue(fps));
 }
 
 void CWindow::detachLinks()
 {
+    if (sectorMap)
+        sectorMap->setListener(nullptr);
+    if (rootView && rootView->getArea())
+        rootView->getArea()->getNetwork()->setListener(nullptr);
     renderTimer = cursorTimer = autoClickTimer = deactivateTimer = nullptr;
     closeWindow();
     if (sharedData)
@@ -235,7 +245,10 @@ void CWindow::renderStep()
     if (exportDrawLoad)
         CLinearBitmap::resetDrawLoad();
     if (!sectorMap->hasPending())
+    {
+        sleepIfIdle();
         return;
+    }
     sectorMap->drawPending();
     if (nativeWindow && nativeWindow->isOpen())
     {
@@ -382,6 +395,7 @@ void CWindow::fillPointerParams(CAttrMap& params, const CNativeWindow::CInputEve
 
 void CWindow::onNativeEvent(const CNativeWindow::CInputEvent& event)
 {
+    wake();
     switch (event.kind)
     {
     case CNativeWindow::CInputEvent::kMouseMove:
@@ -526,6 +540,29 @@ CError* CWindow::placeNearOpener(CNativeWindow::COpenParams& params)
     params.x = params.x < monitor.left ? monitor.left : params.x;
     params.y = params.y < monitor.top ? monitor.top : params.y;
     return nullptr;
+}
+
+void CWindow::sleepIfIdle()
+{
+    if (!renderTimer || renderSleeping || exportDrawLoad || !nativeWindow)
+        return;
+    if (sectorMap->hasPending() || !sectorMap->getChangedSectors().isEmpty())
+        return;
+    if (rootView && rootView->getArea() && rootView->getArea()->getNetwork()->hasChangedAreas())
+        return;
+    if (CApplication::getNotifyServer().hasListeners(this, CString("render")))
+        return;
+    if (runTimer(renderTimer, nullptr) == nullptr)
+        renderSleeping = true;
+}
+
+void CWindow::wake()
+{
+    if (!renderSleeping)
+        return;
+    renderSleeping = false;
+    if (CError* error = runTimer(renderTimer, "fps"))
+        CSystem::showError(error);
 }
 
 bool CWindow::onHostWheel(int direction)

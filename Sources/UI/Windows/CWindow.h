@@ -2,6 +2,8 @@
 
 #include "Core/CObject.h"
 #include "UI/Platform/CNativeWindow.h"
+#include "UI/Rendering/CSectorMap.h"
+#include "UI/Views/CViewAreaNetwork.h"
 
 #include <atomic>
 #include <cstdint>
@@ -25,7 +27,10 @@ class CWindowSharedData;
 // A child of its window's root view, which it names in the root's attribute "window". Owns its
 // native window and its timers (children); the root view, the sector map and the shared data
 // are not owned. Everything runs on the editor's thread. [ui thread]
-class CWindow : public CObject, public CNativeWindow::CListener
+class CWindow : public CObject,
+                public CNativeWindow::CListener,
+                public CSectorMap::CListener,
+                public CViewAreaNetwork::CListener
 {
 public:
     // A second press within this time and distance of the first is a double click.
@@ -54,6 +59,14 @@ public:
 
     // Input and exposure from the native window.
     void onNativeEvent(const CNativeWindow::CInputEvent& event) override;
+
+    // An idle window stops its render timer after a frame that had nothing to do, when nothing
+    // listens to "render" and the draw load is not exported; any change of a view, of the layout
+    // or any input starts it again. A listener that starts listening to "render" calls wake.
+    void wake();
+    bool isRenderSleeping() const { return renderSleeping; }
+    void onSectorsPending() override { wake(); }
+    void onAreasChanged() override { wake(); }
 
     // A wheel step that the host forwards (1 up, 0 down), for the view under the pointer. True
     // when a view was there to take it.
@@ -94,6 +107,8 @@ private:
     // ("bottom", "bottom-center", "bottom-local-center", "center", "center-overlay", "left",
     // "right", "cursor") on the opener's monitor, moved up when it does not fit below.
     [[nodiscard]] CError* placeNearOpener(CNativeWindow::COpenParams& params);
+    // Stops the render timer when the frame just ended left nothing to do.
+    void sleepIfIdle();
     void handleMouseMove(const CNativeWindow::CInputEvent& event);
     void handleMouseButton(const CNativeWindow::CInputEvent& event);
     void handleKey(const CNativeWindow::CInputEvent& event);
@@ -125,6 +140,7 @@ private:
     bool popupWindow = false;
     bool parentGone = false;
     bool timersRunning = false;
+    bool renderSleeping = false;
     int pressedButton = 0;
     int lastPressButton = 0;
     int lastPressX = -1000;

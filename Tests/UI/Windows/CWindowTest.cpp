@@ -329,3 +329,26 @@ TEST_F(CWindowTest, APopupOpensBelowItsOpenerAboveItsWindowAndClosesOnAPressElse
     EXPECT_NE(describe(popup->createWindow()).find("Invalid window alignment 'sideways'"),
               std::string::npos);
 }
+
+TEST_F(CWindowTest, AnIdleWindowSleepsAndAnyChangeOrInputWakesIt)
+{
+    // The first frame drew everything; the next one finds nothing and stops the render timer.
+    window->renderStep();
+    EXPECT_TRUE(window->isRenderSleeping());
+    view("panel")->invalidate();
+    EXPECT_FALSE(window->isRenderSleeping());
+    const int flushes = screen->getFlushCount();
+    window->renderStep();
+    EXPECT_EQ(screen->getFlushCount(), flushes + 1);
+    window->renderStep();
+    EXPECT_TRUE(window->isRenderSleeping());
+    // A change of the layout wakes it too, before any sector is pending.
+    ASSERT_EQ(view("meter")->setAttr(CString("width"), CAttrValue("30")), nullptr);
+    EXPECT_FALSE(window->isRenderSleeping());
+    window->renderStep();
+    EXPECT_EQ(screen->getPicture().getPixel(140, 20), kBlue); // the meter grew to 145
+    window->renderStep();
+    EXPECT_TRUE(window->isRenderSleeping());
+    send(CNativeWindow::CInputEvent::kMouseMove, 5, 5);
+    EXPECT_FALSE(window->isRenderSleeping());
+}
