@@ -553,14 +553,14 @@ void CWindow::sleepIfIdle()
     if (CApplication::getNotifyServer().hasListeners(this, CString("render")))
         return;
     if (runTimer(renderTimer, nullptr) == nullptr)
-        renderSleeping = true;
+        renderSleeping.store(true, std::memory_order_relaxed);
 }
 
 void CWindow::wake()
 {
-    if (!renderSleeping)
+    if (!renderSleeping.load(std::memory_order_relaxed))
         return;
-    renderSleeping = false;
+    renderSleeping.store(false, std::memory_order_relaxed);
     if (CError* error = runTimer(renderTimer, "fps"))
         CSystem::showError(error);
 }

@@ -64,7 +64,7 @@ public:
     // listens to "render" and the draw load is not exported; any change of a view, of the layout
     // or any input starts it again. A listener that starts listening to "render" calls wake.
     void wake();
-    bool isRenderSleeping() const { return renderSleeping; }
+    bool isRenderSleeping() const { return renderSleeping.load(std::memory_order_relaxed); }
     void onSectorsPending() override { wake(); }
     void onAreasChanged() override { wake(); }
 
@@ -140,7 +140,7 @@ private:
     bool popupWindow = false;
     bool parentGone = false;
     bool timersRunning = false;
-    bool renderSleeping = false;
+    std::atomic<bool> renderSleeping{false}; // read by tests while a pump thread renders
     int pressedButton = 0;
     int lastPressButton = 0;
     int lastPressX = -1000;
