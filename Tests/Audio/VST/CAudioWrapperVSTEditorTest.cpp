@@ -139,7 +139,7 @@ TEST_F(CAudioWrapperVSTEditorTest, FallbackPumpServesTheEditorUntilIdleComesBack
     // No idle at all: after 100 ms the pump's thread serves the loop. Nothing changes in the
     // window, so after its first frame it sleeps: no frame is rendered while nothing happens.
     const uint64_t framesBefore = renderer->getFrameCount();
-    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1200));
     EXPECT_TRUE(pump->isFallbackActive());
     EXPECT_GT(pump->getFallbackPumps(), 0u);
     EXPECT_TRUE(renderer->isRenderSleeping());
