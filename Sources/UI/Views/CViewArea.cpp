@@ -15,16 +15,18 @@ using Net = CViewAreaNetwork;
 // Variables along one axis, so that rows and columns share one piece of code.
 struct CAxis
 {
-    CViewArea::Var start, end, size, innerStart, innerEnd, outerStart, outerEnd, content, compact;
+    CViewArea::Var start, end, size, innerStart, innerEnd, outerStart, outerEnd, content, compact,
+        scroll, virtualExtent;
 };
 
 const CAxis kHorizontal{CViewArea::kLeft,       CViewArea::kRight,        CViewArea::kWidth,
                         CViewArea::kInnerLeft,  CViewArea::kInnerRight,   CViewArea::kOuterLeft,
-                        CViewArea::kOuterRight, CViewArea::kContentWidth, CViewArea::kCompactWidth};
-const CAxis kVertical{
-    CViewArea::kTop,         CViewArea::kBottom,        CViewArea::kHeight,
-    CViewArea::kInnerTop,    CViewArea::kInnerBottom,   CViewArea::kOuterTop,
-    CViewArea::kOuterBottom, CViewArea::kContentHeight, CViewArea::kCompactHeight};
+                        CViewArea::kOuterRight, CViewArea::kContentWidth, CViewArea::kCompactWidth,
+                        CViewArea::kScrollX,    CViewArea::kVirtualWidth};
+const CAxis kVertical{CViewArea::kTop,         CViewArea::kBottom,        CViewArea::kHeight,
+                      CViewArea::kInnerTop,    CViewArea::kInnerBottom,   CViewArea::kOuterTop,
+                      CViewArea::kOuterBottom, CViewArea::kContentHeight, CViewArea::kCompactHeight,
+                      CViewArea::kScrollY,     CViewArea::kVirtualHeight};
 
 } // namespace
 
@@ -124,6 +126,10 @@ CViewArea::~CViewArea()
     for (auto id : vars)
         network->release(id);
     network->forgetArea(this);
+    // A whole tree going needs no repair; a subtree going must not leave matches into it.
+    CViewArea* root = parent ? parent->getRoot() : nullptr;
+    if (root && !root->closing)
+        forgetMatch(root, this);
     if (parent && !parent->closing)
     {
         parent->writeCompactPrograms();
@@ -131,6 +137,19 @@ CViewArea::~CViewArea()
     }
     if (ownsNetwork)
         delete network;
+}
+
+void CViewArea::forgetMatch(CViewArea* root, const CViewArea* gone)
+{
+    for (CViewArea* child : root->children)
+    {
+        if (child->rules.match == gone)
+        {
+            child->rules.match = nullptr;
+            root->layoutChildren();
+        }
+        forgetMatch(child, gone);
+    }
 }
 
 void CViewArea::beginTeardown()
@@ -159,18 +178,25 @@ void CViewArea::setContentSize(double width, double height)
     network->setValue(vars[kContentHeight], height);
 }
 
+void CViewArea::setScrollOffset(double xPx, double yPx)
+{
+    network->setValue(vars[kScrollX], xPx);
+    network->setValue(vars[kScrollY], yPx);
+}
+
 double CViewArea::getValue(Var var) const
 {
     return network->getValue(vars[var]);
 }
 
+CViewArea::CEdges CViewArea::getEdges() const
+{
+    return {getValue(kLeft), getValue(kTop), getValue(kRight), getValue(kBottom)};
+}
+
 CLinearBitmap::Rect CViewArea::getRect() const
 {
-    auto whole = [this](Var var)
-    {
-        const double v = getValue(var);
-        return static_cast<int>(v < 0.0 ? -std::floor(-v + 0.5) : std::floor(v + 0.5));
-    };
+    auto whole = [this](Var var) { return static_cast<int>(Net::roundHalfAway(getValue(var))); };
     return {whole(kLeft), whole(kTop), whole(kRight), whole(kBottom)};
 }
 
@@ -195,6 +221,9 @@ bool CViewArea::takesSizeFromEdges() const
     case kFull:
     case kOverlay:
     case kWindowOverlay:
+    case kScrollerH:
+    case kScrollerV:
+    case kScrollerP:
         return true;
     default:
         return false;
@@ -230,6 +259,20 @@ void CViewArea::writeOwnPrograms()
     writeCompactPrograms();
     writeSizeProgram(true);
     writeSizeProgram(false);
+    for (int pass = 0; pass < 2; ++pass)
+    {
+        const CAxis& axis = pass == 0 ? kHorizontal : kVertical;
+        const double extent = pass == 0 ? rules.scrollerWidth : rules.scrollerHeight;
+        CProgram p(*network);
+        if (extent > 0.0)
+            p.constant(std::round(extent * scale));
+        else
+        {
+            p.var(this, axis.size).var(this, axis.innerStart).op(Net::kSubtract);
+            p.var(this, axis.innerEnd).op(Net::kSubtract);
+        }
+        p.install(vars[axis.virtualExtent]);
+    }
     if (!parent)
     {
         // A root stands at the window's origin.
@@ -242,14 +285,44 @@ void CViewArea::writeOwnPrograms()
     }
 }
 
+double CViewArea::effectiveRatio(bool horizontal) const
+{
+    const double ratio = horizontal ? rules.ratioX : rules.ratioY;
+    const double minRatio = horizontal ? rules.minRatioX : rules.minRatioY;
+    return ratio < minRatio ? minRatio : ratio;
+}
+
+double CViewArea::offsetPx(bool horizontal) const
+{
+    const double offset = horizontal ? rules.offsetX : rules.offsetY;
+    return std::round(offset * CUiScale::get() * effectiveRatio(horizontal));
+}
+
+void CViewArea::pushMinimum(CProgram& p, bool horizontal) const
+{
+    const CAxis& axis = horizontal ? kHorizontal : kVertical;
+    const CSizeRule& minimum = horizontal ? rules.minWidth : rules.minHeight;
+    switch (minimum.kind)
+    {
+    case CSizeRule::kSizePixels:
+        p.constant(std::round(minimum.value * CUiScale::get())).op(Net::kMax2);
+        break;
+    case CSizeRule::kSizeCompact:
+    case CSizeRule::kSizeBalanced:
+        p.var(this, axis.compact).op(Net::kMax2);
+        break;
+    default:
+        // A share or a difference can go negative; a size cannot.
+        p.constant(0.0).op(Net::kMax2);
+        break;
+    }
+}
+
 void CViewArea::writeSizeProgram(bool horizontal)
 {
     const CAxis& axis = horizontal ? kHorizontal : kVertical;
     const CSizeRule& rule = horizontal ? rules.width : rules.height;
-    const CSizeRule& minimum = horizontal ? rules.minWidth : rules.minHeight;
-    double ratio = horizontal ? rules.ratioX : rules.ratioY;
-    const double minRatio = horizontal ? rules.minRatioX : rules.minRatioY;
-    ratio = ratio < minRatio ? minRatio : ratio;
+    const double ratio = effectiveRatio(horizontal);
     const double scale = CUiScale::get();
     CProgram p(*network);
     if (rules.isHidden)
@@ -276,69 +349,44 @@ void CViewArea::writeSizeProgram(bool horizontal)
         break;
     }
     case CSizeRule::kSizeFull:
+    case CSizeRule::kSizeBalanced:
         // The parent's inner extent through the ratio, less the outer border, at least the
-        // minimum.
+        // minimum, rounded. An inline parent rewrites a balanced size as a share of its row.
         pushInnerExtent(p, horizontal);
         p.constant(ratio);
         pushInnerExtent(p, horizontal);
         p.op(Net::kGuardedDivide);
         p.var(this, axis.outerStart).op(Net::kSubtract);
         p.var(this, axis.outerEnd).op(Net::kSubtract);
-        break;
-    case CSizeRule::kSizeBalanced:
-    {
-        // An equal share among the inline siblings of the row, gaps taken off first.
-        int count = 0;
-        if (parent)
-        {
-            for (CViewArea* sibling : parent->children)
-                count += sibling->rules.placement == kInline && !sibling->rules.isHidden ? 1 : 0;
-        }
-        count = count > 0 ? count : 1;
-        const double gap = horizontal
-                               ? parent ? (parent->rules.spread[0] + parent->rules.spread[2]) : 0.0
-                           : parent ? (parent->rules.spread[1] + parent->rules.spread[3])
-                                    : 0.0;
-        pushInnerExtent(p, horizontal);
-        p.constant(std::round(gap * scale) * (count - 1)).op(Net::kSubtract);
-        p.constant(count).op(Net::kDivide).op(Net::kFloor);
-        p.var(this, axis.outerStart).op(Net::kSubtract);
-        p.var(this, axis.outerEnd).op(Net::kSubtract);
-        break;
-    }
+        pushMinimum(p, horizontal);
+        p.op(Net::kRound);
+        p.install(vars[axis.size]);
+        return;
     case CSizeRule::kSizeCompact:
     case CSizeRule::kSizeUnset:
         p.var(this, axis.compact).constant(ratio).op(Net::kMultiply).op(Net::kRound);
         break;
     }
-    // Never below the minimum.
-    switch (minimum.kind)
-    {
-    case CSizeRule::kSizePixels:
-        p.constant(std::round(minimum.value * scale)).op(Net::kMax2);
-        break;
-    case CSizeRule::kSizeCompact:
-    case CSizeRule::kSizeBalanced:
-        p.var(this, axis.compact).op(Net::kMax2);
-        break;
-    default:
-        p.constant(0.0).op(Net::kMax2);
-        break;
-    }
-    if (rule.kind == CSizeRule::kSizeFull)
-        p.op(Net::kRound);
+    pushMinimum(p, horizontal);
     p.install(vars[axis.size]);
 }
 
 void CViewArea::writeCompactPrograms()
 {
     const double scale = CUiScale::get();
-    // Which children flow inline, and where each row or column begins.
+    // Which children flow inline, and where each row or column begins; which ones dock.
     CArray<CViewArea*, 16> leaders;
+    CArray<CViewArea*, 16> docked;
     bool any = false;
     for (CViewArea* child : children)
     {
-        if (child->rules.placement != kInline || child->rules.isHidden)
+        if (child->rules.isHidden)
+            continue;
+        const Placement placement = child->rules.placement;
+        if (placement == kDockTop || placement == kDockBottom || placement == kDockLeft ||
+            placement == kDockRight)
+            docked.add(child);
+        if (placement != kInline)
             continue;
         if (!any || child->rules.isNewRow)
             leaders.add(child);
@@ -351,12 +399,13 @@ void CViewArea::writeCompactPrograms()
         const double fixed = horizontal ? rules.compactWidth : rules.compactHeight;
         CProgram p(*network);
         if (fixed >= 0.0)
-            p.constant(std::round(fixed * scale));
-        else if (leaders.isEmpty())
         {
-            p.var(this, axis.content);
-            p.var(this, axis.innerStart).op(Net::kAdd).var(this, axis.innerEnd).op(Net::kAdd);
+            p.constant(std::round(fixed * scale));
+            p.install(vars[axis.compact]);
+            continue;
         }
+        if (leaders.isEmpty())
+            p.var(this, axis.content);
         else
         {
             // Along the flow: the longest row; across it: the rows one after the other.
@@ -377,8 +426,24 @@ void CViewArea::writeCompactPrograms()
                 for (CViewArea* leader : leaders)
                     p.var(leader, kRowDepth).op(Net::kAdd);
             }
-            p.var(this, axis.innerStart).op(Net::kAdd).var(this, axis.innerEnd).op(Net::kAdd);
         }
+        // The docked children wrap around the flow, the last docked innermost: a strip adds its
+        // size along its side and is at least as wide as what it holds across. Across, a strip
+        // that spans the rest counts with its own compact size, not the span it is given.
+        for (int i = docked.getCount() - 1; i >= 0; --i)
+        {
+            CViewArea* child = docked[i];
+            const Placement placement = child->rules.placement;
+            const bool stacks = horizontal == (placement == kDockLeft || placement == kDockRight);
+            const CSizeRule& rule = horizontal ? child->rules.width : child->rules.height;
+            const bool spans = !stacks && (rule.kind == CSizeRule::kSizeUnset ||
+                                           rule.kind == CSizeRule::kSizeFull);
+            p.var(child, spans ? axis.compact : axis.size);
+            p.var(child, axis.outerStart).op(Net::kAdd);
+            p.var(child, axis.outerEnd).op(Net::kAdd);
+            p.op(stacks ? Net::kAdd : Net::kMax2);
+        }
+        p.var(this, axis.innerStart).op(Net::kAdd).var(this, axis.innerEnd).op(Net::kAdd);
         p.install(vars[axis.compact]);
     }
 }
@@ -407,8 +472,7 @@ void CViewArea::setEdgesFromSize(CViewArea* child, bool horizontal)
 void CViewArea::layoutBox(CViewArea* child, const CViewArea* box, const CViewArea* rest,
                           bool withOuter)
 {
-    const double offset[2] = {std::round(child->rules.offsetX * CUiScale::get()),
-                              std::round(child->rules.offsetY * CUiScale::get())};
+    const double offset[2] = {child->offsetPx(true), child->offsetPx(false)};
     const Var outer[4] = {kOuterLeft, kOuterTop, kOuterRight, kOuterBottom};
     const Var edge[4] = {kLeft, kTop, kRight, kBottom};
     for (int side = 0; side < 4; ++side)
@@ -452,29 +516,39 @@ void CViewArea::layoutDocked(CViewArea* child, const CViewArea* rest)
     const CSizeRule& acrossRule = horizontalDock ? child->rules.height : child->rules.width;
     const int acrossIndex = horizontalDock ? 1 : 0;
     const int alongIndex = horizontalDock ? 0 : 1;
+    const double offAcross = child->offsetPx(!horizontalDock);
+    const double offAlong = child->offsetPx(horizontalDock);
+    auto addOffset = [](CProgram& p, double offset)
+    {
+        if (offset != 0.0)
+            p.constant(offset).op(Net::kAdd);
+    };
 
     CProgram start(*network);
     pushRest(start, rest, acrossIndex);
     start.var(child, across.outerStart).op(Net::kAdd);
+    addOffset(start, offAcross);
     start.install(child->vars[across.start]);
     if (acrossRule.kind == CSizeRule::kSizeUnset || acrossRule.kind == CSizeRule::kSizeFull)
     {
         CProgram end(*network);
         pushRest(end, rest, acrossIndex + 2);
         end.var(child, across.outerEnd).op(Net::kSubtract);
+        addOffset(end, offAcross);
         end.install(child->vars[across.end]);
         CProgram size(*network);
         size.var(child, across.end).var(child, across.start).op(Net::kSubtract);
         size.install(child->vars[across.size]);
     }
     else
-        setEdgesFromSize(child, horizontalDock ? false : true);
+        setEdgesFromSize(child, !horizontalDock);
 
     if (!fromEnd)
     {
         CProgram p(*network);
         pushRest(p, rest, alongIndex);
         p.var(child, along.outerStart).op(Net::kAdd);
+        addOffset(p, offAlong);
         p.install(child->vars[along.start]);
         setEdgesFromSize(child, horizontalDock);
     }
@@ -483,12 +557,14 @@ void CViewArea::layoutDocked(CViewArea* child, const CViewArea* rest)
         CProgram p(*network);
         pushRest(p, rest, alongIndex + 2);
         p.var(child, along.outerEnd).op(Net::kSubtract);
+        addOffset(p, offAlong);
         p.install(child->vars[along.end]);
         CProgram q(*network);
         q.var(child, along.end).var(child, along.size).op(Net::kSubtract);
         q.install(child->vars[along.start]);
     }
-    // What it leaves to the next docked sibling.
+    // What it leaves to the next docked sibling: measured from where it would stand without its
+    // offset, so that an offset moves the child alone.
     const Var restVars[4] = {kRestLeft, kRestTop, kRestRight, kRestBottom};
     for (int side = 0; side < 4; ++side)
     {
@@ -500,11 +576,101 @@ void CViewArea::layoutDocked(CViewArea* child, const CViewArea* rest)
             p.var(child, along.end).var(child, along.outerEnd).op(Net::kAdd);
         else
             p.var(child, along.start).var(child, along.outerStart).op(Net::kSubtract);
+        if (taken)
+            addOffset(p, -offAlong);
         p.install(child->vars[restVars[side]]);
     }
 }
 
-void CViewArea::layoutRows(const CArray<CViewArea*, 16>& flow)
+void CViewArea::layoutScrolled(CViewArea* child)
+{
+    const Placement placement = child->rules.placement;
+    for (int pass = 0; pass < 2; ++pass)
+    {
+        const bool horizontal = pass == 0;
+        const CAxis& axis = horizontal ? kHorizontal : kVertical;
+        const bool scrolled =
+            placement == kScrollerP || placement == (horizontal ? kScrollerH : kScrollerV);
+        const double offset = child->offsetPx(horizontal);
+        CProgram start(*network);
+        CProgram end(*network);
+        // The virtual box begins at the inner start, moved back by the scroll offset.
+        start.var(this, axis.start).var(this, axis.innerStart).op(Net::kAdd);
+        if (scrolled)
+        {
+            start.var(this, axis.scroll).op(Net::kSubtract);
+            end.var(this, axis.start).var(this, axis.innerStart).op(Net::kAdd);
+            end.var(this, axis.scroll).op(Net::kSubtract);
+            end.var(this, axis.virtualExtent).op(Net::kAdd);
+        }
+        else
+            end.var(this, axis.end).var(this, axis.innerEnd).op(Net::kSubtract);
+        start.var(child, axis.outerStart).op(Net::kAdd);
+        end.var(child, axis.outerEnd).op(Net::kSubtract);
+        if (offset != 0.0)
+        {
+            start.constant(offset).op(Net::kAdd);
+            end.constant(offset).op(Net::kAdd);
+        }
+        start.install(child->vars[axis.start]);
+        end.install(child->vars[axis.end]);
+    }
+}
+
+void CViewArea::writeBalancedSizes(const CArray<CViewArea*, 16>& flow, int first, int end,
+                                   double gap, const CViewArea* rest)
+{
+    const bool vertical = rules.isVertical;
+    const CAxis& along = vertical ? kVertical : kHorizontal;
+    const CAxis& across = vertical ? kHorizontal : kVertical;
+    auto isBalanced = [vertical](const CViewArea* child, bool alongFlow)
+    {
+        const bool horizontal = alongFlow != vertical;
+        const CSizeRule& rule = horizontal ? child->rules.width : child->rules.height;
+        return rule.kind == CSizeRule::kSizeBalanced;
+    };
+    int shares = 0;
+    for (int i = first; i < end; ++i)
+        shares += isBalanced(flow[i], true) ? 1 : 0;
+    CViewArea* leader = flow[first];
+    for (int i = first; i < end; ++i)
+    {
+        CViewArea* child = flow[i];
+        if (isBalanced(child, true))
+        {
+            // (P's extent - gaps - the others' outer sizes - the balanced ones' outer borders)
+            // / shares, floored, so that the row never grows past P by a rounding.
+            CProgram p(*network);
+            const int side = vertical ? 1 : 0;
+            pushRest(p, rest, side + 2);
+            pushRest(p, rest, side);
+            p.op(Net::kSubtract);
+            p.constant(gap * (end - first - 1)).op(Net::kSubtract);
+            for (int k = first; k < end; ++k)
+            {
+                CViewArea* other = flow[k];
+                if (!isBalanced(other, true))
+                    p.var(other, along.size).op(Net::kSubtract);
+                p.var(other, along.outerStart).op(Net::kSubtract);
+                p.var(other, along.outerEnd).op(Net::kSubtract);
+            }
+            p.constant(shares).op(Net::kDivide).op(Net::kFloor);
+            child->pushMinimum(p, !vertical);
+            p.install(child->vars[along.size]);
+        }
+        if (isBalanced(child, false))
+        {
+            CProgram p(*network);
+            p.var(leader, kRowDepth);
+            p.var(child, across.outerStart).op(Net::kSubtract);
+            p.var(child, across.outerEnd).op(Net::kSubtract);
+            child->pushMinimum(p, vertical);
+            p.install(child->vars[across.size]);
+        }
+    }
+}
+
+void CViewArea::layoutRows(const CArray<CViewArea*, 16>& flow, const CViewArea* rest)
 {
     const double scale = CUiScale::get();
     const bool vertical = rules.isVertical;
@@ -533,20 +699,30 @@ void CViewArea::layoutRows(const CArray<CViewArea*, 16>& flow)
         p.var(child, axis.size).var(child, axis.outerStart).op(Net::kAdd);
         p.var(child, axis.outerEnd).op(Net::kAdd);
     };
+    // The box of the flow: what the docked children leave of the inner box.
+    const int alongSide = vertical ? 1 : 0;
+    const int acrossSide = vertical ? 0 : 1;
+    auto pushBoxExtent = [&](CProgram& p, int side)
+    {
+        pushRest(p, rest, side + 2);
+        pushRest(p, rest, side);
+        p.op(Net::kSubtract);
+    };
     auto pushAligned = [&](CProgram& p, Alignment alignment)
     {
-        // Expects the free space on the stack; leaves the shift.
+        // Expects the free space on the stack and leaves the shift: all of it at the end, half
+        // (floored) in the centre. Callers skip the start, which has none.
         if (alignment == kAlignCenter)
             p.op(Net::kHalve).op(Net::kFloor);
-        else if (alignment == kAlignStart)
-            p.constant(0.0).op(Net::kMultiply);
     };
 
     for (int r = 0; r < rowCount; ++r)
     {
         CViewArea* leader = flow[rowStarts[r]];
         const int count = rowStarts[r + 1] - rowStarts[r];
-        // The row's extent along the flow and its depth across it.
+        writeBalancedSizes(flow, rowStarts[r], rowStarts[r + 1], gap, rest);
+        // The row's extent along the flow and its depth across it. A child balanced across
+        // takes the depth, so it does not make it (0 when nobody else does).
         CProgram extent(*network);
         extent.constant(gap * (count - 1));
         for (int i = rowStarts[r]; i < rowStarts[r + 1]; ++i)
@@ -556,51 +732,56 @@ void CViewArea::layoutRows(const CArray<CViewArea*, 16>& flow)
         }
         extent.install(leader->vars[kRowExtent]);
         CProgram depth(*network);
+        int depthCount = 1;
+        depth.constant(0.0);
         for (int i = rowStarts[r]; i < rowStarts[r + 1]; ++i)
+        {
+            const CSizeRule& acrossRule = vertical ? flow[i]->rules.width : flow[i]->rules.height;
+            if (acrossRule.kind == CSizeRule::kSizeBalanced)
+                continue;
             pushOuterSize(depth, flow[i], across);
-        depth.maxOf(count);
+            ++depthCount;
+        }
+        depth.maxOf(depthCount);
         depth.install(leader->vars[kRowDepth]);
 
         // Where the row begins across the flow: after the rows before it, or where the block
         // of rows stands in the inner box.
         CProgram rowStart(*network);
         if (r == 0)
-            rowStart.var(this, across.start).var(this, across.innerStart).op(Net::kAdd);
+        {
+            pushRest(rowStart, rest, acrossSide);
+            if (alignAcross != kAlignStart)
+            {
+                // start + (box extent - block depth) aligned.
+                pushBoxExtent(rowStart, acrossSide);
+                rowStart.constant(rowGap * (rowCount - 1)).op(Net::kSubtract);
+                for (int k = 0; k < rowCount; ++k)
+                    rowStart.var(flow[rowStarts[k]], kRowDepth).op(Net::kSubtract);
+                pushAligned(rowStart, alignAcross);
+                rowStart.op(Net::kAdd);
+            }
+        }
         else
         {
             CViewArea* previous = flow[rowStarts[r - 1]];
             rowStart.var(previous, kRowStart).var(previous, kRowDepth).op(Net::kAdd);
             rowStart.constant(rowGap).op(Net::kAdd);
         }
-        if (r == 0 && alignAcross != kAlignStart)
-        {
-            // start + (inner extent - block depth) aligned.
-            CProgram block(*network);
-            block.var(this, across.start).var(this, across.innerStart).op(Net::kAdd);
-            block.var(this, across.size).var(this, across.innerStart).op(Net::kSubtract);
-            block.var(this, across.innerEnd).op(Net::kSubtract);
-            block.constant(rowGap * (rowCount - 1)).op(Net::kSubtract);
-            for (int k = 0; k < rowCount; ++k)
-                block.var(flow[rowStarts[k]], kRowDepth).op(Net::kSubtract);
-            pushAligned(block, alignAcross);
-            block.op(Net::kAdd);
-            block.install(leader->vars[kRowStart]);
-        }
-        else
-            rowStart.install(leader->vars[kRowStart]);
+        rowStart.install(leader->vars[kRowStart]);
 
         for (int i = rowStarts[r]; i < rowStarts[r + 1]; ++i)
         {
             CViewArea* child = flow[i];
-            // Along the flow: the row's own start for the first, the previous child's end after.
+            // Along the flow: the row's own start for the first, the previous child's end after,
+            // without the previous child's offset, which moves that child alone.
             CProgram start(*network);
             if (i == rowStarts[r])
             {
-                start.var(this, along.start).var(this, along.innerStart).op(Net::kAdd);
+                pushRest(start, rest, alongSide);
                 if (alignAlong != kAlignStart)
                 {
-                    start.var(this, along.size).var(this, along.innerStart).op(Net::kSubtract);
-                    start.var(this, along.innerEnd).op(Net::kSubtract);
+                    pushBoxExtent(start, alongSide);
                     start.var(leader, kRowExtent).op(Net::kSubtract);
                     pushAligned(start, alignAlong);
                     start.op(Net::kAdd);
@@ -610,12 +791,12 @@ void CViewArea::layoutRows(const CArray<CViewArea*, 16>& flow)
             {
                 CViewArea* before = flow[i - 1];
                 start.var(before, along.end).var(before, along.outerEnd).op(Net::kAdd);
-                start.constant(gap).op(Net::kAdd);
+                start.constant(gap - before->offsetPx(!vertical)).op(Net::kAdd);
             }
             start.var(child, along.outerStart).op(Net::kAdd);
-            const double offsetAlong = vertical ? child->rules.offsetY : child->rules.offsetX;
-            if (offsetAlong != 0.0 && i == rowStarts[r])
-                start.constant(std::round(offsetAlong * scale)).op(Net::kAdd);
+            const double offsetAlong = child->offsetPx(!vertical);
+            if (offsetAlong != 0.0)
+                start.constant(offsetAlong).op(Net::kAdd);
             start.install(child->vars[along.start]);
             setEdgesFromSize(child, !vertical);
 
@@ -633,9 +814,9 @@ void CViewArea::layoutRows(const CArray<CViewArea*, 16>& flow)
                 cross.op(Net::kAdd);
             }
             cross.var(child, across.outerStart).op(Net::kAdd);
-            const double offsetAcross = vertical ? child->rules.offsetX : child->rules.offsetY;
+            const double offsetAcross = child->offsetPx(vertical);
             if (offsetAcross != 0.0)
-                cross.constant(std::round(offsetAcross * scale)).op(Net::kAdd);
+                cross.constant(offsetAcross).op(Net::kAdd);
             cross.install(child->vars[across.start]);
             setEdgesFromSize(child, vertical);
         }
@@ -650,11 +831,6 @@ void CViewArea::layoutChildren()
     CArray<CViewArea*, 16> flow;
     for (CViewArea* child : children)
     {
-        // A balanced share depends on how many siblings there are.
-        if (child->rules.width.kind == CSizeRule::kSizeBalanced)
-            child->writeSizeProgram(true);
-        if (child->rules.height.kind == CSizeRule::kSizeBalanced)
-            child->writeSizeProgram(false);
         if (child->rules.isHidden)
         {
             hide(child);
@@ -676,29 +852,13 @@ void CViewArea::layoutChildren()
             layoutBox(child, nullptr, rest, true);
             break;
         case kOverlay:
+            layoutBox(child, nullptr, nullptr, true);
+            break;
         case kScrollerH:
         case kScrollerV:
         case kScrollerP:
-        {
-            layoutBox(child, nullptr, nullptr, true);
-            // A scrolled child has its virtual extent along the scrolled axis.
-            const double scale = CUiScale::get();
-            if (child->rules.placement != kScrollerV && child->rules.scrollerWidth > 0.0)
-            {
-                CProgram(*network)
-                    .constant(std::round(child->rules.scrollerWidth * scale))
-                    .install(child->vars[kWidth]);
-                setEdgesFromSize(child, true);
-            }
-            if (child->rules.placement != kScrollerH && child->rules.scrollerHeight > 0.0)
-            {
-                CProgram(*network)
-                    .constant(std::round(child->rules.scrollerHeight * scale))
-                    .install(child->vars[kHeight]);
-                setEdgesFromSize(child, false);
-            }
+            layoutScrolled(child);
             break;
-        }
         case kWindowOverlay:
             layoutBox(child, getRoot(), nullptr, true);
             break;
@@ -708,7 +868,7 @@ void CViewArea::layoutChildren()
         }
     }
     if (!flow.isEmpty())
-        layoutRows(flow);
+        layoutRows(flow, rest);
 }
 
 } // namespace kel

@@ -11,42 +11,54 @@ namespace kel
 
 // The geometry of one view: a fixed set of variables in the network of its root view, each
 // either an input or a program over other variables, so that a change climbs and spreads by
-// itself. Edges are in window pixels. The parent writes the programs of its children's places
-// (their edges); each area writes those of its own size.
+// itself. Edges are in window pixels, right and bottom exclusive. The parent writes the programs
+// of its children's places (their edges); each area writes those of its own size.
 //
 // Variables: the edges (left, top, right, bottom), the size (width, height), the inner border
 // (space around the children, inside the view), the outer border (space around the view in its
 // parent), the content size (what the view itself needs: a label's text), the compact size (what
-// the children and the content need), the box a docked child leaves to the next ones, and, on
-// the first child of an inline row, the row's extent and its place.
+// the children and the content need), the box a docked child leaves to the next ones, on the
+// first child of an inline row the row's extent, depth and place, and on a scrollable area the
+// scroll offset and the virtual extent its scrolled children are laid on.
 //
-// The programs, per placement (P is the parent's inner box: its edges moved in by its inner
-// border; o the view's outer border; W and H its size rules):
-//   top       left = R.left + o.left, top = R.top + o.top, right = left + W (or R.right - o.right
-//             when the width rule is "full" or missing), bottom = top + H; R is what the docked
-//             siblings before it left of P (P for the first), and this child leaves R with its
-//             top at bottom + o.bottom. "bottom", "left", "right" likewise from their side.
-//   full      the box R that the docked siblings before it left, less the outer border.
-//   overlay   P less the outer border, outside every flow. "window-overlay": the root's box.
-//   match     the edges of the matched view (the parent's own edges when none is named).
-//   inline    rows (columns with is-inline-vertical): a child starts a new row when it is the
-//             first, or says is-new-inline-row. A row's extent is the sum of its children's
-//             outer sizes and the gaps between them (spread: left + right across, top + bottom
-//             between rows); its height is the largest outer height (opcode 6). The row block
-//             stands in P by alignment-h and alignment-v (centre: halved free space, floored); a
-//             child stands in its row by inline-alignment-v (-h in columns).
-//   scroller-h, -v, -p   like overlay, with the virtual extent (scroller-width, -height) as
-//             size along the scrolled axis.
+// The programs, per placement. P is the parent's inner box (its edges moved in by its inner
+// border), o the child's outer border, off its offset (offset-x/-y times scale and ratio, added
+// to its edges; neighbours are placed as if it had none), W and H its size variables:
+//   top       left = R.left + o.left, right = R.right - o.right (or left + W when the width rule
+//             is neither unset nor "full"), top = R.top + o.top, bottom = top + H. R is what the
+//             docked siblings before it left of P (P for the first); it leaves R with its top at
+//             bottom + o.bottom. "bottom", "left", "right" likewise from their side.
+//   full      the box R that the docked siblings before it left, less o.
+//   overlay   P less o, outside every flow. "window-overlay": the root's edges less o.
+//   match     the edges of the matched area (the parent's own edges when none is named, or when
+//             the matched area goes away).
+//   inline    rows (columns with is-inline-vertical, every "row" below then reads "column"). A
+//             child starts a new row when it is the first, or says is-new-inline-row. The rows
+//             fill F, the box all docked siblings leave of P (P when none docks). Along the
+//             row: start = previous child's end + its o.end + gap + o.start, the first at F's
+//             start; gap is the parent's spread left + right (top + bottom in columns). Rows
+//             follow each other across with the parent's spread top + bottom as their gap.
+//             RowExtent = sum of outer sizes + gaps; RowDepth = max (opcode 6) of 0 and the
+//             outer sizes across. alignment-h/-v of the parent place each row along F (free
+//             space halved and floored for "center") and the block of rows across F; a child's
+//             inline-alignment-v (-h in columns) places it within its row's depth.
+//   scroller-h, -v, -p   P less o, except along each scrolled axis (h: x, v: y, p: both):
+//             start = P.start - scroll + o.start, end = P.start - scroll + virtual - o.end. The
+//             parent's virtual extent is its scroller-width/-height, or its inner size without.
 // Sizes: a pixel count (times the interface scale and the ratio); "N%" of P's extent (clamped to
-// 0..1, rounded); "full": P's extent less the outer border, divided by the ratio through a
-// guarded divide, not below the minimum, rounded; "compact": compact-width, or with "auto" the
-// largest row extent of the inline children (their sum of heights for the other axis) plus the
-// inner border, or the content size plus the inner border when there are none; "balanced": an
-// equal share of P's extent among the inline children of the row. Every size is at least its
-// minimum. offset-x/-y shift the finished place. A hidden area has no size and no place in a row.
+// 0..1, rounded); "full": P's extent through the ratio (guarded divide), less o, not below the
+// minimum, rounded; "compact": compact-width/-height, or with "auto" the largest row extent of
+// the inline children (the row depths and their gaps on the other axis), or the content size
+// when it has no inline child; around that the docked children from the last to the first (a
+// strip adds its outer size along its side, and takes the maximum across, with its compact
+// size when it spans), plus the inner border; "balanced" in a row: the balanced children
+// share what the others and the gaps leave of F's extent equally (floored); across the row a
+// balanced child takes the row's depth, which only the others make; elsewhere "balanced" is
+// "full". Every size is at least its minimum. A hidden area has no size and no place in a row;
+// it sits at its parent's top left corner.
 //
 // Owned by its view; destroying it frees its variables and takes it out of its parent's flow.
-// The root area owns the network. [ui thread]
+// The parent's children list does not own them. The root area owns the network. [ui thread]
 class CViewArea : public CCheckedObject
 {
 public:
@@ -74,9 +86,13 @@ public:
         kRestTop,
         kRestRight,
         kRestBottom,
-        kRowExtent, // on a row's first child: the row's length along the flow
-        kRowDepth,  // on a row's first child: the row's thickness across the flow
-        kRowStart,  // on a row's first child: where the row begins across the flow
+        kRowExtent,     // on a row's first child: the row's length along the flow
+        kRowDepth,      // on a row's first child: the row's thickness across the flow
+        kRowStart,      // on a row's first child: where the row begins across the flow
+        kScrollX,       // input: how far the scrolled children are moved left
+        kScrollY,       // input: how far the scrolled children are moved up
+        kVirtualWidth,  // the extent the scroller-h and -p children are laid on
+        kVirtualHeight, // the extent the scroller-v and -p children are laid on
         kVarCount
     };
 
@@ -148,6 +164,7 @@ public:
         double inner[4] = {0.0, 0.0, 0.0, 0.0}; // left, top, right, bottom, in pixels
         double outer[4] = {0.0, 0.0, 0.0, 0.0};
         double spread[4] = {0.0, 0.0, 0.0, 0.0};
+        // The virtual extent of the scrolled children of this area; 0: its inner size.
         double scrollerWidth = 0.0;
         double scrollerHeight = 0.0;
     };
@@ -173,10 +190,19 @@ public:
     const CRules& getRules() const { return rules; }
     // What the view itself needs (a label's text), in pixels.
     void setContentSize(double width, double height);
+    // How far the scrolled children are moved (pixels, positive scrolls towards the end). The
+    // caller keeps it within 0..virtual - inner extent.
+    void setScrollOffset(double xPx, double yPx);
 
     double getValue(Var var) const;
     CViewAreaNetwork::VarId getVar(Var var) const { return vars[var]; }
-    // The edges rounded to whole pixels, right and bottom exclusive.
+    struct CEdges
+    {
+        double left, top, right, bottom;
+    };
+    // The edges as the network holds them, in window pixels.
+    CEdges getEdges() const;
+    // The edges rounded to whole pixels (halves away from zero), right and bottom exclusive.
     CLinearBitmap::Rect getRect() const;
 
     CViewArea* getParent() const { return parent; }
@@ -217,7 +243,19 @@ private:
     void layoutDocked(CViewArea* child, const CViewArea* rest);
     // The child's edges from a box's edges (box), or from the rest (box null).
     void layoutBox(CViewArea* child, const CViewArea* box, const CViewArea* rest, bool withOuter);
-    void layoutRows(const CArray<CViewArea*, 16>& flow);
+    // rest: the last docked child, whose leftover box holds the flow; null for the inner box.
+    void layoutRows(const CArray<CViewArea*, 16>& flow, const CViewArea* rest);
+    void layoutScrolled(CViewArea* child);
+    // The sizes of the balanced children of one row [first, end) of flow.
+    void writeBalancedSizes(const CArray<CViewArea*, 16>& flow, int first, int end, double gap,
+                            const CViewArea* rest);
+    // Appends "maximum with this area's minimum" to a size program.
+    void pushMinimum(CProgram& p, bool horizontal) const;
+    // offset-x or -y in pixels: times the interface scale and the ratio, rounded.
+    double offsetPx(bool horizontal) const;
+    double effectiveRatio(bool horizontal) const;
+    // Areas under root that match gone fall back to matching their parents.
+    static void forgetMatch(CViewArea* root, const CViewArea* gone);
     void setEdgesFromSize(CViewArea* child, bool horizontal);
     void hide(CViewArea* child);
     bool takesSizeFromEdges() const;

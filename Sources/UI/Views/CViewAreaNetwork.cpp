@@ -1,8 +1,10 @@
 #include "UI/Views/CViewAreaNetwork.h"
 
+#include "Core/CAllocator.h"
 #include "Core/CDebugChannel.h"
 
 #include <cmath>
+#include <new>
 
 namespace kel
 {
@@ -10,11 +12,21 @@ namespace kel
 namespace
 {
 
-constexpr int kStackSize = 64;
+// Deep enough for the maximum over a row of a few hundred children (opcode 6 takes them all from
+// the stack). Evaluation never nests, so one frame of it is on the stack at a time.
+constexpr int kStackSize = 256;
 
-double roundHalfAway(double value)
+// Calls visit(index) for the index of each variable operand in a program, stepping over the
+// operand words of the other opcodes.
+template <typename Visit> void forEachVarOperand(const uint16_t* words, int length, Visit visit)
 {
-    return value < 0.0 ? -std::floor(-value + 0.5) : std::floor(value + 0.5);
+    for (int i = 0; i < length; ++i)
+    {
+        if (words[i] == CViewAreaNetwork::kPushConst || words[i] == CViewAreaNetwork::kMaxN)
+            ++i;
+        else if (words[i] == CViewAreaNetwork::kPushVar && i + 1 < length)
+            visit(++i);
+    }
 }
 
 } // namespace
@@ -24,8 +36,12 @@ CViewAreaNetwork::~CViewAreaNetwork()
     for (CRecord* page : pages)
     {
         for (int i = 0; i < kPageSize; ++i)
-            delete[] page[i].heapWords;
-        delete[] page;
+        {
+            if (page[i].length > kInlineWords)
+                CAllocator::free(page[i].heapWords);
+            page[i].~CRecord();
+        }
+        CAllocator::free(page);
     }
 }
 
@@ -45,7 +61,11 @@ CViewAreaNetwork::VarId CViewAreaNetwork::allocate(CViewArea* owner)
         const int pageIndex = pages.getCount();
         if ((pageIndex + 1) * kPageSize > kNoVar)
             return kNoVar;
-        auto* page = new CRecord[kPageSize];
+        auto* page = static_cast<CRecord*>(CAllocator::alloc(sizeof(CRecord) * kPageSize));
+        if (!page)
+            return kNoVar;
+        for (int i = 0; i < kPageSize; ++i)
+            new (page + i) CRecord();
         pages.add(page);
         for (int i = kPageSize - 1; i >= 0; --i)
         {
@@ -71,27 +91,22 @@ CViewAreaNetwork::VarId CViewAreaNetwork::allocate(CViewArea* owner)
 void CViewAreaNetwork::clearProgram(VarId id)
 {
     CRecord* rec = record(id);
-    const uint16_t* words = rec->program();
     // Leave the dependents of the old operands.
-    for (int i = 0; i < rec->length; ++i)
-    {
-        if (words[i] == kPushConst || words[i] == kMaxN)
-        {
-            ++i;
-            continue;
-        }
-        if (words[i] != kPushVar || i + 1 >= rec->length)
-            continue;
-        if (CRecord* operand = record(words[++i]))
-        {
-            const int at = operand->dependents.indexOf(id);
-            if (at >= 0)
-                operand->dependents.removeAt(at);
-        }
-    }
-    delete[] rec->heapWords;
-    rec->heapWords = nullptr;
+    forEachVarOperand(rec->program(), rec->length,
+                      [&](int at)
+                      {
+                          if (CRecord* operand = record(rec->program()[at]))
+                          {
+                              const int index = operand->dependents.indexOf(id);
+                              if (index >= 0)
+                                  operand->dependents.removeAt(index);
+                          }
+                      });
+    if (rec->length > kInlineWords)
+        CAllocator::free(rec->heapWords);
     rec->length = 0;
+    for (uint16_t& word : rec->words)
+        word = 0;
 }
 
 void CViewAreaNetwork::release(VarId id)
@@ -100,6 +115,23 @@ void CViewAreaNetwork::release(VarId id)
     if (!rec || !rec->isLive)
         return;
     clearProgram(id);
+    // The id goes back to the free list: whoever still reads it reads a constant 0 instead, or
+    // they would follow the next owner of the id without being its dependents.
+    const uint16_t zero = addConstant(0.0);
+    for (VarId dependent : rec->dependents)
+    {
+        CRecord* reader = record(dependent);
+        uint16_t* words = reader->program();
+        forEachVarOperand(words, reader->length,
+                          [&](int at)
+                          {
+                              if (words[at] == id)
+                              {
+                                  words[at - 1] = kPushConst;
+                                  words[at] = zero;
+                              }
+                          });
+    }
     rec->dependents.reset();
     rec->owner = nullptr;
     rec->isLive = false;
@@ -112,31 +144,27 @@ void CViewAreaNetwork::release(VarId id)
 void CViewAreaNetwork::setProgram(VarId id, const uint16_t* words, int count)
 {
     CRecord* rec = record(id);
-    if (!rec || !rec->isLive)
+    if (!rec || !rec->isLive || count < 0 || count > 65535)
         return;
     clearProgram(id);
     uint16_t* target = rec->words;
     if (count > kInlineWords)
     {
-        rec->heapWords = new uint16_t[count];
-        target = rec->heapWords;
+        target = allocArray<uint16_t>(static_cast<size_t>(count));
+        if (!target)
+            return;
+        rec->heapWords = target;
     }
     for (int i = 0; i < count; ++i)
         target[i] = words[i];
     rec->length = static_cast<uint16_t>(count);
-    for (int i = 0; i < count; ++i)
-    {
-        if (words[i] == kPushConst || words[i] == kMaxN)
-        {
-            ++i;
-            continue;
-        }
-        if (words[i] != kPushVar || i + 1 >= count)
-            continue;
-        CRecord* operand = record(words[++i]);
-        if (operand && operand->isLive && !operand->dependents.contains(id))
-            operand->dependents.add(id);
-    }
+    forEachVarOperand(words, count,
+                      [&](int at)
+                      {
+                          CRecord* operand = record(words[at]);
+                          if (operand && operand->isLive && !operand->dependents.contains(id))
+                              operand->dependents.add(id);
+                      });
     double value = 0.0;
     if (evaluate(*rec, value))
         setValue(id, value, 0);
@@ -251,9 +279,12 @@ void CViewAreaNetwork::setValue(VarId id, double value, int depth)
     CRecord* rec = record(id);
     if (!rec || !rec->isLive)
         return;
-    if (std::fabs(value - rec->value) < kThreshold)
+    // Compared as it would be stored: a fraction that a float cannot hold (5000.3) would
+    // otherwise count as a change on every evaluation and never stop a propagation.
+    const float stored = static_cast<float>(value);
+    if (std::fabs(static_cast<double>(stored) - rec->value) < kThreshold)
         return;
-    rec->value = static_cast<float>(value);
+    rec->value = stored;
     ++storeCount;
     // The list may change under us only through programs, which nothing here installs.
     for (int i = 0; i < rec->dependents.getCount(); ++i)
@@ -269,6 +300,11 @@ void CViewAreaNetwork::setValue(VarId id, double value, int depth)
         if (changedAreas.getCount() == 1 && listener)
             listener->onAreasChanged();
     }
+}
+
+double CViewAreaNetwork::roundHalfAway(double value)
+{
+    return value < 0.0 ? -std::floor(-value + 0.5) : std::floor(value + 0.5);
 }
 
 double CViewAreaNetwork::getValue(VarId id) const

@@ -25,7 +25,10 @@ class CViewArea;
 // while |y| > 0.0001, else z), 3 halve, 4 floor, 5 maximum of two, 6 maximum of the top n (next
 // word; -1e20 for none), 7 subtract, 8 multiply, 9 add, 10 round halves away from zero,
 // 11 push variable (next word). A program must leave exactly one value; otherwise the variable
-// keeps its value. An empty program sets 0.
+// keeps its value. An empty program sets 0. The evaluation stack holds 256 values.
+//
+// A variable that is freed leaves the dependents of its operands; the programs that read it
+// read 0 from then on, so its id can be handed out again without them following the new owner.
 //
 // Owned by the root view's area; the areas own their variables. [ui thread]
 class CViewAreaNetwork : public CCheckedObject
@@ -69,8 +72,8 @@ public:
 
     // A new variable of owner, value 0, no program; kNoVar when all 65535 ids are taken.
     VarId allocate(CViewArea* owner);
-    // Frees the variable: it leaves the dependents of its operands, forgets its own dependents
-    // and its id goes back to the free list.
+    // Frees the variable: it leaves the dependents of its operands, its dependents read 0 in its
+    // place (they are not evaluated again), and its id goes back to the free list.
     void release(VarId id);
 
     // Installs a program (see setProgram's contract above) and evaluates it.
@@ -79,6 +82,8 @@ public:
     // log line, "Too many recursions").
     void setValue(VarId id, double value, int depth = 0);
     double getValue(VarId id) const;
+    // Opcode 10's rounding: halves away from zero (2.5 -> 3, -2.5 -> -3).
+    static double roundHalfAway(double value);
     // The pool index of a constant, reusing an entry within 0.0001.
     uint16_t addConstant(double value);
     int getConstantCount() const { return constants.getCount(); }
@@ -100,15 +105,21 @@ private:
     struct CRecord
     {
         CViewArea* owner = nullptr;
-        uint16_t words[kInlineWords] = {};
-        uint16_t* heapWords = nullptr;
+        // Up to kInlineWords words in place; a longer program on the heap (length tells which).
+        union
+        {
+            uint16_t words[kInlineWords];
+            uint16_t* heapWords;
+        };
         uint16_t length = 0;
         uint16_t nextFree = kNoVar;
         float value = 0.0f;
         CArray<VarId, 4> dependents;
         bool isLive = false;
 
-        const uint16_t* program() const { return heapWords ? heapWords : words; }
+        CRecord() : words{} {}
+        uint16_t* program() { return length > kInlineWords ? heapWords : words; }
+        const uint16_t* program() const { return length > kInlineWords ? heapWords : words; }
     };
 
     CRecord* record(VarId id) const;
@@ -116,7 +127,7 @@ private:
     bool evaluate(const CRecord& rec, double& out) const;
     void clearProgram(VarId id);
 
-    CArray<CRecord*, 16> pages; // each an array of kPageSize records, owned
+    CArray<CRecord*, 16> pages; // each kPageSize records in one allocator block, owned
     CArray<double, 16> constants;
     CArray<CViewArea*, 16> changedAreas;
     CListener* listener = nullptr;

@@ -2,11 +2,20 @@
 
 #include "Core/CDebugChannel.h"
 #include "UI/Resources/CUiScale.h"
-
-#include <cmath>
+#include "UI/Views/CViewAreaNetwork.h"
 
 namespace kel
 {
+
+namespace
+{
+
+bool isBlank(uint16_t unit)
+{
+    return unit == ' ' || unit == '\t';
+}
+
+} // namespace
 
 CViewBorder CViewBorder::parse(const CString& text, bool scale, bool rounding)
 {
@@ -16,10 +25,10 @@ CViewBorder CViewBorder::parse(const CString& text, bool scale, bool rounding)
     int at = 0;
     while (at < length)
     {
-        while (at < length && text.getUnit(at) == ' ')
+        while (at < length && isBlank(text.getUnit(at)))
             ++at;
         const int start = at;
-        while (at < length && text.getUnit(at) != ' ')
+        while (at < length && !isBlank(text.getUnit(at)))
             ++at;
         if (at == start)
             break;
@@ -60,7 +69,7 @@ CViewBorder CViewBorder::parse(const CString& text, bool scale, bool rounding)
         if (scale)
             value *= CUiScale::get();
         if (rounding)
-            value = value < 0.0 ? -std::floor(-value + 0.5) : std::floor(value + 0.5);
+            value = CViewAreaNetwork::roundHalfAway(value);
         for (int side = 0; side < 4; ++side)
         {
             if (anySide && !picked[side])

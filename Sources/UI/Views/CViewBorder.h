@@ -10,7 +10,7 @@ namespace kel
 // adds to the present value instead of replacing it, and L, T, R, B (either case) pick sides,
 // none meaning all four. So "3 B4" is 3 around and 4 below, and "3 B4 *LT1 *RB-1" pushes the
 // contents one pixel right and down. A token that is no number is logged with the whole string
-// and skipped. A value. [any thread]
+// and skipped. A value. [any thread; with scale, the ui thread, which owns the interface scale]
 class CViewBorder
 {
 public:

@@ -68,12 +68,33 @@ TEST_F(CViewAreaNetworkTest, ChangesPushToDependentsAndStopBelowTheThreshold)
     net.setValue(a, 3.00005);
     EXPECT_EQ(net.getStoreCount(), stores);
     EXPECT_EQ(net.getValue(a), 3.0);
+    EXPECT_EQ(net.getValue(c), 12.0);
     // A dependent whose value does not move stops the push there.
     binary(c, a, a, Net::kSubtract);
     const int before = net.getStoreCount();
     net.setValue(a, 7.0);
     EXPECT_EQ(net.getStoreCount(), before + 1);
     EXPECT_EQ(net.getValue(c), 0.0);
+}
+
+TEST_F(CViewAreaNetworkTest, AValueAFloatCannotHoldIsNoChangeWhenItComesAgain)
+{
+    // c = a * 0.1 + b - b: 5000.3 as a float is 5000.2998..., 0.0002 away from the double.
+    const Net::VarId a = net.allocate(nullptr);
+    const Net::VarId b = net.allocate(nullptr);
+    const Net::VarId c = net.allocate(nullptr);
+    const Net::VarId d = net.allocate(nullptr);
+    const uint16_t words[] = {
+        Net::kPushVar, a, Net::kPushConst, net.addConstant(0.1), Net::kMultiply,
+        Net::kPushVar, b, Net::kAdd,       Net::kPushVar,        b,
+        Net::kSubtract};
+    net.setProgram(c, words, 11);
+    plusConstant(d, c, 1.0);
+    net.setValue(a, 50003.0);
+    EXPECT_NEAR(net.getValue(d), 5001.3, 0.001);
+    const int stores = net.getStoreCount();
+    net.setValue(b, 7.0);
+    EXPECT_EQ(net.getStoreCount(), stores + 1); // b alone: c comes out the same
 }
 
 TEST_F(CViewAreaNetworkTest, ACycleStopsAtDepth200WithOneLogLineAndTheNetworkGoesOn)
@@ -134,13 +155,19 @@ TEST_F(CViewAreaNetworkTest, OpcodesEvaluateAsDocumented)
     // A program that leaves two values (or none) leaves the variable as it was.
     EXPECT_EQ(run({Net::kPushVar, x, Net::kPushVar, y}), -12345.0);
     EXPECT_EQ(run({Net::kAdd}), -12345.0);
-    // A long program lives on the heap and works the same.
+    // A long program lives on the heap and works the same; a short one replacing it is back in
+    // place and no longer hears the long one's operands.
     std::vector<uint16_t> longSum = {Net::kPushVar, x};
     for (int i = 0; i < 10; ++i)
         longSum.insert(longSum.end(), {Net::kPushVar, y, Net::kAdd});
     EXPECT_EQ(run(longSum), 39.0);
     net.setValue(y, 4.0);
     EXPECT_EQ(net.getValue(r), 49.0);
+    EXPECT_EQ(run({Net::kPushVar, x, Net::kPushConst, k7, Net::kSubtract}), 2.0);
+    net.setValue(y, 5.0);
+    EXPECT_EQ(net.getValue(r), 2.0);
+    net.setValue(x, 10.0);
+    EXPECT_EQ(net.getValue(r), 3.0);
 }
 
 TEST_F(CViewAreaNetworkTest, ConstantsAreReusedWithinTheThreshold)
@@ -168,20 +195,48 @@ TEST_F(CViewAreaNetworkTest, PagesGrowOnDemandAndFreedIdsComeBack)
     EXPECT_EQ(net.getLiveCount(), 600);
 }
 
-TEST_F(CViewAreaNetworkTest, ChangedAreasAreListedOnceInOrderOfChange)
+TEST_F(CViewAreaNetworkTest, AFreedOperandReadsZeroAndItsReusedIdIsNotFollowed)
 {
-    CViewArea first(nullptr, nullptr);
-    CViewArea* child = new CViewArea(&first, nullptr);
+    const Net::VarId a = net.allocate(nullptr);
+    const Net::VarId b = net.allocate(nullptr);
+    const Net::VarId sum = net.allocate(nullptr);
+    binary(sum, a, b, Net::kAdd);
+    net.setValue(a, 10.0);
+    net.setValue(b, 1.0);
+    EXPECT_EQ(net.getValue(sum), 11.0);
+    net.release(a);
+    // The freed id comes back first; its new owner's changes reach nobody.
+    const Net::VarId reused = net.allocate(nullptr);
+    ASSERT_EQ(reused, a);
+    net.setValue(reused, 100.0);
+    EXPECT_EQ(net.getValue(sum), 11.0);
+    // The next evaluation of the reader has 0 where a was.
+    net.setValue(b, 2.0);
+    EXPECT_EQ(net.getValue(sum), 2.0);
+}
+
+TEST_F(CViewAreaNetworkTest, AreasAreListedOnceAndOnlyForRealChanges)
+{
+    CViewArea root(nullptr, nullptr);
+    CViewArea* child = new CViewArea(&root, nullptr);
     CArray<CViewArea*, 16> changed;
-    first.getNetwork()->takeChangedAreas(changed);
+    Net& areas = *root.getNetwork();
+    areas.takeChangedAreas(changed);
+    // The child's content changes both of its sizes and, through the root's compact size, the
+    // root's: each area is listed once however many of its variables moved.
     child->setContentSize(10, 20);
-    first.getNetwork()->takeChangedAreas(changed);
-    // An area is listed when its change has been pushed through: the root, whose compact size
-    // follows the child, finishes first.
+    areas.takeChangedAreas(changed);
     ASSERT_EQ(changed.getCount(), 2);
-    EXPECT_EQ(changed[0], &first);
-    EXPECT_EQ(changed[1], child);
-    first.getNetwork()->takeChangedAreas(changed);
+    EXPECT_TRUE(changed.contains(&root));
+    EXPECT_TRUE(changed.contains(child));
+    areas.takeChangedAreas(changed);
     EXPECT_EQ(changed.getCount(), 0);
+    // A change below the threshold marks nobody.
+    child->setContentSize(10.00005, 20);
+    EXPECT_FALSE(areas.hasChangedAreas());
+    // A freed area leaves the list.
+    child->setContentSize(11, 20);
     delete child;
+    areas.takeChangedAreas(changed);
+    EXPECT_FALSE(changed.contains(child));
 }

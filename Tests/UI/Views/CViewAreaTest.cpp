@@ -267,13 +267,21 @@ TEST_F(CViewAreaTest, CompactSizesClimbFromAChangedContentToTheRoot)
     label.height = {Size::kSizeCompact, 0};
     CViewArea* a = tree.add(row, label);
     CViewArea* b = tree.add(row, label);
+    // A second row of the root: a fixed box under the compact row.
+    Rules box;
+    box.width = px(8);
+    box.height = px(8);
+    box.isNewRow = true;
+    CViewArea* below = tree.add(tree.root, box);
     a->setContentSize(30, 10);
     b->setContentSize(20, 12);
-    // Row: 2 + 30 + 5 + 20 + 2 = 59 by 2 + 12 + 2 = 16; root: 2 + 59 + 2 = 63 by 20.
+    // Row: 2 + 30 + 5 + 20 + 2 = 59 by 2 + 12 + 2 = 16; root: 2 + 59 + 2 = 63 wide, and
+    // 2 + 16 + 8 + 2 = 28 high (its two rows, no row gap).
     EXPECT_EQ(row->getValue(CViewArea::kWidth), 59.0);
     EXPECT_EQ(tree.root->getValue(CViewArea::kWidth), 63.0);
-    EXPECT_EQ(tree.root->getValue(CViewArea::kHeight), 20.0);
+    EXPECT_EQ(tree.root->getValue(CViewArea::kHeight), 28.0);
     EXPECT_EQ(text(b->getRect()), "39,4,59,16"); // 2 + 2 + 30 + 5
+    EXPECT_EQ(text(below->getRect()), "2,18,10,26");
 
     // One label's text grows by 11: the change climbs, and the other label stays where it was
     // vertically while moving right by 0.
@@ -284,34 +292,206 @@ TEST_F(CViewAreaTest, CompactSizesClimbFromAChangedContentToTheRoot)
     EXPECT_EQ(text(b->getRect()), "50,4,70,16");
     tree.root->getNetwork()->takeChangedAreas(changed);
     EXPECT_EQ(changed.getCount(), 4); // a, row, root (sizes) and b (moved)
+    EXPECT_FALSE(changed.contains(below));
+    EXPECT_EQ(text(below->getRect()), "2,18,10,26");
+    // A taller label pushes the second row down, and only then does it move.
+    b->setContentSize(20, 15);
+    EXPECT_EQ(text(below->getRect()), "2,21,10,29");
+    EXPECT_EQ(tree.root->getValue(CViewArea::kHeight), 31.0);
     // A compact size with a fixed number ignores the children.
     compact.compactWidth = 100;
     row->setRules(compact);
     EXPECT_EQ(row->getValue(CViewArea::kWidth), 100.0);
 }
 
-TEST_F(CViewAreaTest, BalancedAndScrolledChildren)
+TEST_F(CViewAreaTest, AFlowFillsWhatTheDocksLeaveAndACompactSizeWrapsBoth)
 {
-    CAreaTree tree(200, 100); // no border
+    CAreaTree tree(200, 100);
+    Rules compact;
+    compact.width = {Size::kSizeCompact, 0};
+    compact.height = {Size::kSizeCompact, 0};
+    CViewArea* box = tree.add(tree.root, compact);
+    Rules top; // spans across: its compact width counts, from its content
+    top.placement = CViewArea::kDockTop;
+    top.height = px(10);
+    Rules left;
+    left.placement = CViewArea::kDockLeft;
+    left.width = px(15);
+    CViewArea* bar = tree.add(box, top);
+    CViewArea* strip = tree.add(box, left);
+    bar->setContentSize(40, 0);
+    strip->setContentSize(0, 5);
+    Rules item;
+    item.width = px(30);
+    item.height = px(20);
+    CViewArea* a = tree.add(box, item);
+    item.width = px(20);
+    item.height = px(10);
+    CViewArea* b = tree.add(box, item);
+    // Width: the row 30 + 20 = 50, the left strip beside it 50 + 15 = 65, the bar over both
+    // max(65, 40) = 65. Height: the row 20, the strip max(20, 5) = 20, the bar on top 20 + 10.
+    EXPECT_EQ(text(box->getRect()), "0,0,65,30");
+    EXPECT_EQ(text(bar->getRect()), "0,0,65,10");
+    EXPECT_EQ(text(strip->getRect()), "0,10,15,30");
+    // The row starts where the docks end: right of the strip, under the bar.
+    EXPECT_EQ(text(a->getRect()), "15,10,45,30");
+    EXPECT_EQ(text(b->getRect()), "45,10,65,20");
+
+    // The bar's content outgrows the rest: the box is 80 wide, and a centred row stands in
+    // the 65 the strip leaves at 15 + floor((65 - 50) / 2) = 22.
+    bar->setContentSize(80, 0);
+    EXPECT_EQ(text(box->getRect()), "0,0,80,30");
+    compact.alignH = CViewArea::kAlignCenter;
+    box->setRules(compact);
+    EXPECT_EQ(text(a->getRect()), "22,10,52,30");
+    EXPECT_EQ(text(b->getRect()), "52,10,72,20");
+}
+
+TEST_F(CViewAreaTest, BalancedChildrenShareWhatTheirRowLeaves)
+{
+    CAreaTree tree(200, 50); // no border
     Rules rootRules = tree.root->getRules();
     rootRules.spread[0] = 2; // gap 2
     tree.root->setRules(rootRules);
-    Rules share;
-    share.width = {Size::kSizeBalanced, 0};
-    share.height = px(10);
-    CViewArea* a = tree.add(tree.root, share);
-    CViewArea* b = tree.add(tree.root, share);
-    CViewArea* c = tree.add(tree.root, share);
-    // (200 - 2 * 2) / 3 = 65.33, floored.
-    EXPECT_EQ(text(a->getRect()), "0,0,65,10");
-    EXPECT_EQ(text(b->getRect()), "67,0,132,10");
-    EXPECT_EQ(c->getValue(CViewArea::kWidth), 65.0);
+    Rules label;
+    label.width = px(50);
+    label.height = px(30);
+    Rules shareWidth;
+    shareWidth.width = {Size::kSizeBalanced, 0};
+    shareWidth.height = px(20);
+    Rules shareBoth;
+    shareBoth.width = {Size::kSizeBalanced, 0};
+    shareBoth.height = {Size::kSizeBalanced, 0};
+    shareBoth.outer[0] = shareBoth.outer[1] = shareBoth.outer[2] = shareBoth.outer[3] = 1;
+    CViewArea* fixed = tree.add(tree.root, label);
+    CViewArea* a = tree.add(tree.root, shareWidth);
+    CViewArea* b = tree.add(tree.root, shareBoth);
+    // Free: 200 - 2 gaps of 2 - 50 - b's outer 1 + 1 = 144, two shares of 72. a at 50 + 2;
+    // b at 124 + 2 + 1. Across, b takes the row's depth (30, from the label) less its outer 2.
+    EXPECT_EQ(text(fixed->getRect()), "0,0,50,30");
+    EXPECT_EQ(text(a->getRect()), "52,0,124,20");
+    EXPECT_EQ(text(b->getRect()), "127,1,199,29");
+    EXPECT_EQ(fixed->getValue(CViewArea::kRowExtent), 200.0);
 
-    Rules scrolled;
-    scrolled.placement = CViewArea::kScrollerV;
-    scrolled.scrollerHeight = 500;
-    CViewArea* list = tree.add(tree.root, scrolled);
-    EXPECT_EQ(text(list->getRect()), "0,0,200,500");
+    // The label grows by 10: (134 - 0) / 2 = 67 each; the depth follows the label too.
+    label.width = px(60);
+    label.height = px(40);
+    fixed->setRules(label);
+    EXPECT_EQ(text(a->getRect()), "62,0,129,20");
+    EXPECT_EQ(text(b->getRect()), "132,1,199,39");
+
+    // Alone in a row of its own a balanced child takes the whole inner width; an odd share is
+    // floored so the row never overflows: (200 - 2) / 3 would be 66.67.
+    Rules alone = shareWidth;
+    alone.isNewRow = true;
+    alone.height = px(10);
+    CViewArea* c = tree.add(tree.root, alone);
+    EXPECT_EQ(text(c->getRect()), "0,40,200,50");
+    Rules second = shareWidth;
+    second.height = px(10);
+    tree.add(tree.root, second);
+    tree.add(tree.root, second);
+    EXPECT_EQ(c->getValue(CViewArea::kWidth), 65.0); // (200 - 2 * 2) / 3 = 65.33
+}
+
+TEST_F(CViewAreaTest, ScrolledChildrenLieOnTheVirtualExtentMovedByTheScrollOffset)
+{
+    // A 200 by 100 scrollable root, inner border 10 (inner box 10,10 to 190,90), whose scrolled
+    // children are 500 high and 300 wide.
+    CAreaTree tree(200, 100, 10);
+    Rules rootRules = tree.root->getRules();
+    rootRules.scrollerHeight = 500;
+    rootRules.scrollerWidth = 300;
+    tree.root->setRules(rootRules);
+    Rules list;
+    list.placement = CViewArea::kScrollerV;
+    list.outer[0] = list.outer[1] = list.outer[2] = list.outer[3] = 2;
+    CViewArea* v = tree.add(tree.root, list);
+    // Across: the inner box less the outer 2; along: 10 + 2 to 10 + 500 - 2.
+    EXPECT_EQ(text(v->getRect()), "12,12,188,508");
+    Rules wide;
+    wide.placement = CViewArea::kScrollerP;
+    CViewArea* p = tree.add(tree.root, wide);
+    EXPECT_EQ(text(p->getRect()), "10,10,310,510");
+    Rules flowing;
+    flowing.width = px(20);
+    flowing.height = px(20);
+    CViewArea* still = tree.add(tree.root, flowing);
+
+    // Scrolling moves the scrolled children back by the offset, and nothing else.
+    CArray<CViewArea*, 16> changed;
+    tree.root->getNetwork()->takeChangedAreas(changed);
+    tree.root->setScrollOffset(30, 120);
+    EXPECT_EQ(text(v->getRect()), "12,-108,188,388");
+    EXPECT_EQ(text(p->getRect()), "-20,-110,280,390");
+    tree.root->getNetwork()->takeChangedAreas(changed);
+    EXPECT_EQ(changed.getCount(), 3); // the root (its offsets), v and p
+    EXPECT_FALSE(changed.contains(still));
+
+    // Without a virtual extent of its own the parent lends its inner size: 180 wide.
+    rootRules.scrollerWidth = 0;
+    tree.root->setRules(rootRules);
+    Rules across;
+    across.placement = CViewArea::kScrollerH;
+    CViewArea* h = tree.add(tree.root, across);
+    EXPECT_EQ(text(h->getRect()), "-20,10,160,90"); // 10 - 30 to 10 - 30 + 180
+}
+
+TEST_F(CViewAreaTest, AnOffsetMovesItsViewAloneScaledByTheRatio)
+{
+    CAreaTree tree(200, 100);
+    Rules item;
+    item.width = px(10);
+    item.height = px(10);
+    Rules moved = item;
+    moved.offsetX = 5;
+    moved.offsetY = 3;
+    moved.ratioX = 2.0; // 20 wide, offset 10
+    CViewArea* a = tree.add(tree.root, item);
+    CViewArea* b = tree.add(tree.root, moved);
+    CViewArea* c = tree.add(tree.root, item);
+    // b stands at 10 + 10 and 0 + 3; c follows where b would be without it: 10 + 20.
+    EXPECT_EQ(text(a->getRect()), "0,0,10,10");
+    EXPECT_EQ(text(b->getRect()), "20,3,40,13");
+    EXPECT_EQ(text(c->getRect()), "30,0,40,10");
+
+    // A docked bar moved down by 5 leaves the next one where it would have been.
+    CAreaTree docks(100, 100);
+    Rules bar;
+    bar.placement = CViewArea::kDockTop;
+    bar.height = px(20);
+    bar.offsetY = 5;
+    CViewArea* first = docks.add(docks.root, bar);
+    bar.offsetY = 0;
+    CViewArea* second = docks.add(docks.root, bar);
+    EXPECT_EQ(text(first->getRect()), "0,5,100,25");
+    EXPECT_EQ(text(second->getRect()), "0,20,100,40");
+}
+
+TEST_F(CViewAreaTest, AMatchIntoAViewThatGoesFallsBackToTheParent)
+{
+    CAreaTree tree(300, 200, 10);
+    Rules bar;
+    bar.placement = CViewArea::kDockTop;
+    bar.height = px(20);
+    auto* target = new CViewArea(tree.root, nullptr);
+    target->setRules(bar);
+    Rules overlay;
+    overlay.placement = CViewArea::kOverlay;
+    CViewArea* holder = tree.add(tree.root, overlay);
+    Rules match;
+    match.placement = CViewArea::kMatch;
+    match.match = target;
+    CViewArea* twin = tree.add(holder, match);
+    EXPECT_EQ(text(twin->getRect()), "10,10,290,30");
+    delete target;
+    EXPECT_EQ(twin->getRules().match, nullptr);
+    EXPECT_EQ(text(twin->getRect()), "10,10,290,190"); // the holder's edges
+    // Later layouts of the holder's children do not reach for the area that went.
+    Rules wider = overlay;
+    wider.outer[0] = 5;
+    holder->setRules(wider);
+    EXPECT_EQ(text(twin->getRect()), "15,10,290,190");
 }
 
 TEST_F(CViewAreaTest, AreasThatGoLeaveNoVariableBehind)

@@ -36,6 +36,7 @@ TEST(CViewBorderTest, TokensApplyLeftToRight)
     // The pressed look of a button: contents one pixel right and down.
     EXPECT_EQ(sides(CViewBorder::parse(CString("3 B4 *LT1 *RB-1"))), "4 4 2 3");
     EXPECT_EQ(sides(CViewBorder::parse(CString("lr2,5  tb-1"))), "2.5 -1 2.5 -1");
+    EXPECT_EQ(sides(CViewBorder::parse(CString("\t3\tB4 "))), "3 3 3 4");
 }
 
 TEST(CViewBorderTest, ScaleComesBeforeRounding)
