@@ -1,6 +1,7 @@
 #include "Audio/CAudioInterfaceBase.h"
 
 #include "Audio/CAudioInterfaceBaseConnector.h"
+#include "Audio/CAudioInterfaceClientSink.h"
 #include "Audio/CAudioInterfaceMessage.h"
 #include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamChange.h"
@@ -128,8 +129,10 @@ struct CAudioInterfaceBase::CClientState : public CCheckedObject
 
 CAudioInterfaceBase::CParamListener::CParamListener(CAudioInterfaceBase& owner,
                                                     const void* clientOrigin, int32_t client,
-                                                    int32_t listenerId, CAudioParam& followed)
-    : base(owner), origin(clientOrigin), clientId(client), id(listenerId), param(followed)
+                                                    int32_t listenerId, CAudioParam& followed,
+                                                    CAudioInterfaceClientSink* sink)
+    : base(owner), origin(clientOrigin), clientId(client), id(listenerId), param(followed),
+      clientSink(sink)
 {
 }
 
@@ -147,6 +150,18 @@ void CAudioInterfaceBase::CParamListener::onParamChange(CAudioParam&,
     if (context.origin == origin)
         return;
     const CAudioParamInfo& info = param.getInfo(held);
+    if (clientSink)
+    {
+        uint8_t bytes[CAudioInterfaceClientSink::kInPlaceBytes];
+        const size_t size = CAudioInterfaceMessage::writeParamChange(
+            bytes, sizeof(bytes), id, change, info.getElementSize(), info.getDataType());
+        if (size > 0)
+        {
+            // A full queue drops it; the client asks for its state again.
+            (void)clientSink->queueBaseData(bytes, size);
+            return;
+        }
+    }
     CMemoryWriteBuffer message(kMessageGrowthBytes);
     CError* error = message.writeInt32(CAudioInterfaceMessage::kParamChange);
     if (!error)
@@ -591,7 +606,9 @@ CError* CAudioInterfaceBase::subscribeParam(int32_t clientId, const CString& par
         return KEL_ERROR("@kelstr_CAudioInterfaceBase_subscribeParam_NoMemory Out of memory.");
     unsubscribeParam(clientId, id);
     CClientState* client = findOrAddClient(clientId);
-    auto* listener = new CParamListener(*this, client, clientId, id, *param);
+    CAudioInterfaceBaseConnector* current = connector.load();
+    auto* listener = new CParamListener(*this, client, clientId, id, *param,
+                                        current ? current->getClientSink(clientId) : nullptr);
     client->params.set(id, listener);
     // Nobody's origin: the first changes go to the subscriber too.
     CAudioParamContext context;

@@ -17,6 +17,7 @@ namespace kel
 {
 
 class CAudioInterfaceBaseConnector;
+class CAudioInterfaceClientSink;
 class CAudioParam;
 class CAudioVizCollector;
 class CMemoryReader;
@@ -45,13 +46,16 @@ class CAudioInterfaceBase : public CAudioParamUndo
 {
 public:
     // Sends a client the changes of one parameter it subscribed to (31 on a change of
-    // definition, 32 otherwise), except those the client made itself. Owned by the base.
-    // [the setter's thread; under the parameter's lock]
+    // definition, 32 otherwise), except those the client made itself. A change of a few reals
+    // goes straight into the client's queue (the connector's sink) from a buffer on the stack:
+    // no lock and no allocation, since the setter may be a host's audio thread. Owned by the
+    // base. [the setter's thread; under the parameter's lock]
     class CParamListener : public CCheckedObject, public CAudioParamListener
     {
     public:
+        // sink: the client's queue, or null for the connector's road.
         CParamListener(CAudioInterfaceBase& owner, const void* clientOrigin, int32_t client,
-                       int32_t listenerId, CAudioParam& followed);
+                       int32_t listenerId, CAudioParam& followed, CAudioInterfaceClientSink* sink);
 
         void onParamChange(CAudioParam& param, const CAudioParamChange& change,
                            CAudioParamContext& context, const CAudioParam::CGuard& held) override;
@@ -65,6 +69,7 @@ public:
         int32_t clientId;
         int32_t id;
         CAudioParam& param;
+        CAudioInterfaceClientSink* clientSink;
     };
 
     // Sends a client a registry's preset list (33) after each change of the session's names or

@@ -11,6 +11,7 @@ namespace kel
 {
 
 class CAudioInterfaceBase;
+class CAudioInterfaceClientSink;
 class CAudioParamRegistry;
 class CMemoryReader;
 
@@ -39,6 +40,15 @@ public:
     // Delivers one message to one client. Called under parameter locks: it must copy the bytes
     // and return at once. [any thread]
     virtual void sendToClient(int32_t clientId, const void* data, size_t bytes) = 0;
+    // The lock-free road to a connected client, for senders that may be on the audio thread;
+    // null where the connector has none (sendToClient serves them then). Valid until the client
+    // is removed from the base, which drops every listener that holds it first.
+    // [the connector's thread]
+    virtual CAudioInterfaceClientSink* getClientSink(int32_t clientId)
+    {
+        (void)clientId;
+        return nullptr;
+    }
     // Handles one message of a client: "No base object defined." without a base, "Invalid data
     // type %1." for a type that no client sends, else the handler's error, if any.
     // [any thread; takes the processing lock]

@@ -2,6 +2,7 @@
 
 #include "Audio/CAudioInterfaceBase.h"
 #include "Audio/CAudioInterfaceClientConnectorVST.h"
+#include "Audio/CAudioInterfaceClientSink.h"
 
 namespace kel
 {
@@ -56,6 +57,13 @@ int CAudioInterfaceBaseConnectorVST::getClientCount() const
 {
     CLockGuard guard(clientsLock);
     return clients.getCount();
+}
+
+CAudioInterfaceClientSink* CAudioInterfaceBaseConnectorVST::getClientSink(int32_t clientId)
+{
+    CLockGuard guard(clientsLock);
+    CAudioInterfaceClientConnector* const* found = clients.find(clientId);
+    return found ? *found : nullptr;
 }
 
 void CAudioInterfaceBaseConnectorVST::sendToClient(int32_t clientId, const void* data, size_t bytes)

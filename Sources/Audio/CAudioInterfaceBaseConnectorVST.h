@@ -10,8 +10,10 @@ class CAudioInterfaceClientConnector;
 
 // The base connector of a plug-in instance (tag audio:interface-base-connector-vst): the clients
 // are the editors' client connectors in the same process. Each connects with connectClient and
-// is given a client id; sendToClient copies a message into that connector's queue, which posts it
-// to the UI thread. Client messages arrive synchronously from the client connector's sendToBase.
+// is given a client id; sendToClient copies a message into that connector's queue, which wakes
+// the UI thread, and getClientSink hands the base's parameter listeners the same queue to use
+// without the table's lock. Client messages arrive synchronously from the client connector's
+// sendToBase.
 //
 // The instance's tree owns it; the client connectors are not owned: they disconnect themselves,
 // and whatever is connected when this object goes is told so. The client table has a short lock
@@ -36,6 +38,8 @@ public:
 
     // Copies the message into the client connector's queue; an unknown client drops it.
     void sendToClient(int32_t clientId, const void* data, size_t bytes) override;
+    // The client connector itself. [takes the client table's lock]
+    CAudioInterfaceClientSink* getClientSink(int32_t clientId) override;
 
 private:
     mutable CLock clientsLock;

@@ -18,7 +18,8 @@ const char* const kEventProxy = "process-base-data-proxy";
 
 CAudioInterfaceClientConnector::~CAudioInterfaceClientConnector()
 {
-    freeChain(head);
+    leaveRunLoop();
+    dropQueue();
 }
 
 void CAudioInterfaceClientConnector::registerClass(CClassInfo& info)
@@ -33,6 +34,17 @@ void CAudioInterfaceClientConnector::registerClass(CClassInfo& info)
 CError* CAudioInterfaceClientConnector::init()
 {
     KEL_CHECK(CObject::init());
+    if (queue.getCapacity() == 0 && !queue.init(kQueueCells))
+        return KEL_ERROR("@kelstr_CAudioInterfaceClientConnector_init_NoMemory Out of memory.");
+    if (!runLoop)
+    {
+        runLoop = CRunLoop::forThisThread();
+        if (runLoop)
+        {
+            loopClientId = runLoop->addClient(&loopClient);
+            signal = runLoop->addSignal(loopClientId, 0);
+        }
+    }
     KEL_CHECK(listenObject(CString("."), CString(kEventDirect), CString(kEventDirect)));
     KEL_CHECK(listenObject(CString("."), CString(kEventProxy), CString(kEventProxy)));
     return nullptr;
@@ -41,64 +53,86 @@ CError* CAudioInterfaceClientConnector::init()
 void CAudioInterfaceClientConnector::detachLinks()
 {
     client.store(nullptr);
+    leaveRunLoop();
     CObject::detachLinks();
 }
 
-void CAudioInterfaceClientConnector::queueBaseData(const void* data, size_t bytes)
+void CAudioInterfaceClientConnector::leaveRunLoop()
 {
-    auto* block = static_cast<CBlock*>(CAllocator::alloc(sizeof(CBlock) + bytes));
-    if (!block)
+    if (!runLoop)
         return;
-    block->next = nullptr;
-    block->bytes = bytes;
-    if (bytes > 0)
-        std::memcpy(block->data(), data, bytes);
-    bool mustPost = false;
+    runLoop->removeSignal(signal);
+    runLoop->removeClient(loopClientId);
+    signal = -1;
+    loopClientId = 0;
+    runLoop = nullptr;
+}
+
+void CAudioInterfaceClientConnector::CLoopClient::onRunLoopMessage(uint32_t, intptr_t)
+{
+    if (CError* error = connector.processBaseData())
+        CSystem::showError(error);
+}
+
+bool CAudioInterfaceClientConnector::queueBaseData(const void* data, size_t bytes)
+{
+    uint8_t* block = nullptr;
+    if (bytes > kCellBytes)
     {
-        CLockGuard guard(queueLock);
-        if (tail)
-            tail->next = block;
-        else
-            head = block;
-        tail = block;
-        ++queuedCount;
-        mustPost = !isPosted;
-        isPosted = true;
+        // Only the large messages (definitions, preset lists) allocate; their senders are
+        // never the audio thread.
+        block = static_cast<uint8_t*>(CAllocator::alloc(bytes));
+        if (block)
+            std::memcpy(block, data, bytes);
     }
-    if (!mustPost)
+    const bool isQueued =
+        (bytes <= kCellBytes || block) && queue.push(
+                                              [&](CCell& cell)
+                                              {
+                                                  cell.bytes = static_cast<uint32_t>(bytes);
+                                                  cell.block = block;
+                                                  if (!block && bytes > 0)
+                                                      std::memcpy(cell.inPlace, data, bytes);
+                                              });
+    if (isQueued)
+    {
+        queuedCount.fetch_add(1, std::memory_order_relaxed);
+    }
+    else
+    {
+        CAllocator::free(block);
+        lostCount.fetch_add(1, std::memory_order_relaxed);
+        hasLost.store(true, std::memory_order_release);
+    }
+    if (!isWakePending.exchange(true, std::memory_order_acq_rel))
+        wakeUiThread();
+    return isQueued;
+}
+
+void CAudioInterfaceClientConnector::wakeUiThread()
+{
+    if (signal >= 0)
+    {
+        runLoop->raiseSignal(signal);
         return;
-    // Always queued, even from the UI thread: the sender may hold the audio side's locks, and
-    // the client must not run inside them.
+    }
+    // No run loop on the UI thread: the event road, which allocates and locks. Always queued,
+    // even from the UI thread: the sender may hold the audio side's locks, and the client must
+    // not run inside them.
     CAttrMap params;
     if (CError* error = sendEvent(CString(kEventProxy), params, true))
         CSystem::showError(error);
 }
 
-int CAudioInterfaceClientConnector::getQueuedCount() const
+void CAudioInterfaceClientConnector::dropQueue()
 {
-    CLockGuard guard(queueLock);
-    return queuedCount;
-}
-
-CAudioInterfaceClientConnector::CBlock* CAudioInterfaceClientConnector::takeQueue()
-{
-    CLockGuard guard(queueLock);
-    CBlock* chain = head;
-    head = nullptr;
-    tail = nullptr;
-    queuedCount = 0;
-    isPosted = false;
-    return chain;
-}
-
-void CAudioInterfaceClientConnector::freeChain(CBlock* chain)
-{
-    while (chain)
-    {
-        CBlock* next = chain->next;
-        CAllocator::free(chain);
-        chain = next;
-    }
+    while (queue.pop(
+        [&](CCell& cell)
+        {
+            CAllocator::free(cell.block);
+            cell.block = nullptr;
+        }))
+        queuedCount.fetch_sub(1, std::memory_order_relaxed);
 }
 
 CError* CAudioInterfaceClientConnector::processBaseData()
@@ -110,32 +144,52 @@ CError* CAudioInterfaceClientConnector::processBaseData()
         processingLock.lock();
         processingThread.store(self);
     }
+    // From here on a new message wakes the thread again.
+    isWakePending.store(false, std::memory_order_release);
     CError* first = nullptr;
-    while (CBlock* chain = takeQueue())
+    const auto report = [&](CError* error)
+    {
+        if (!error)
+            return;
+        error->addFrame(__FILE__, __LINE__, kelErrorContextName());
+        if (first)
+            CSystem::showError(error);
+        else
+            first = error;
+    };
+    bool isNoClientReported = false;
+    for (;;)
     {
         CAudioInterfaceClient* current = client.load();
-        if (!current)
+        CError* error = nullptr;
+        const bool isTaken = queue.pop(
+            [&](CCell& cell)
+            {
+                uint8_t* block = cell.block;
+                cell.block = nullptr;
+                // The message is read in its cell: pushers cannot reach it before the pop ends,
+                // and a handler that pumps again (acquirePreset) pops the cells behind it.
+                if (current)
+                    error = current->processBaseData(block ? block : cell.inPlace, cell.bytes);
+                CAllocator::free(block);
+            });
+        if (!isTaken)
+            break;
+        queuedCount.fetch_sub(1, std::memory_order_relaxed);
+        if (!current && !isNoClientReported)
         {
-            freeChain(chain);
+            isNoClientReported = true;
             if (!first)
                 first = KEL_ERROR("@kelstr_CAudioInterfaceClientConnector_onProcessBaseData_"
                                   "NoClientObject No client object defined.");
-            continue;
         }
-        while (chain)
-        {
-            CBlock* next = chain->next;
-            CError* error = current->processBaseData(chain->data(), chain->bytes);
-            CAllocator::free(chain);
-            chain = next;
-            if (!error)
-                continue;
-            error->addFrame(__FILE__, __LINE__, kelErrorContextName());
-            if (first)
-                CSystem::showError(error);
-            else
-                first = error;
-        }
+        report(error);
+    }
+    // Messages were lost to a full queue: the audio side tells the client its state again.
+    if (hasLost.exchange(false, std::memory_order_acq_rel))
+    {
+        if (CAudioInterfaceClient* current = client.load())
+            report(current->subscribeAll());
     }
     if (!isNested)
     {

@@ -5,6 +5,8 @@
 #include "Core/CMemoryReader.h"
 #include "Core/COutputStream.h"
 
+#include <cstring>
+
 namespace kel
 {
 
@@ -25,6 +27,46 @@ CError* CAudioInterfaceMessage::writeChange(COutputStream& stream, const CAudioP
         return KEL_ERROR("@kelstr_CAudioInterfaceMessage_writeChange_NoMemory Out of memory.");
     KEL_CHECK(values.save(stream));
     return nullptr;
+}
+
+size_t CAudioInterfaceMessage::writeParamChange(uint8_t* out, size_t capacity, int32_t listenerId,
+                                                const CAudioParamChange& change,
+                                                int32_t elementSize, int32_t dataType)
+{
+    if (dataType != CAudioParamStorage::kTypeReal || change.itemCount <= 0 || !change.values ||
+        elementSize <= 0)
+        return 0;
+    const size_t valueCount = static_cast<size_t>(change.itemCount) * elementSize;
+    // Type, id, the change's four fields, the storage's version, element size, type, group
+    // count and item count, then the values.
+    const size_t needed = 11 * sizeof(int32_t) + valueCount * sizeof(double);
+    if (change.itemCount > static_cast<int>(capacity) || needed > capacity)
+        return 0;
+    size_t at = 0;
+    const auto put = [&](uint64_t bits, int bytes)
+    {
+        for (int b = 0; b < bytes; ++b)
+            out[at++] = static_cast<uint8_t>(bits >> (8 * b));
+    };
+    const auto putInt = [&](int32_t value) { put(static_cast<uint32_t>(value), 4); };
+    putInt(kParamChange);
+    putInt(listenerId);
+    putInt(change.group);
+    putInt(change.firstItem);
+    putInt(change.itemCount);
+    putInt(change.isReplacing ? 1 : 0);
+    putInt(CAudioParamStorage::kVersion);
+    putInt(elementSize);
+    putInt(dataType);
+    putInt(1);
+    putInt(change.itemCount);
+    for (size_t i = 0; i < valueCount; ++i)
+    {
+        uint64_t bits = 0;
+        std::memcpy(&bits, &change.values[i], sizeof(bits));
+        put(bits, 8);
+    }
+    return at;
 }
 
 CError* CAudioInterfaceMessage::readChange(CMemoryReader& stream, CAudioParamStorage& values,

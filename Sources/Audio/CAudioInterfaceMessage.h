@@ -79,6 +79,13 @@ public:
     // string table for a string parameter.
     [[nodiscard]] static CError* writeChange(COutputStream& stream, const CAudioParamChange& change,
                                              int32_t elementSize, int32_t dataType);
+    // The whole message kParamChange (type, listener id, writeChange's record) of a change of
+    // reals, written into out without allocating: for senders on the audio thread. Answers the
+    // bytes written, or 0 when the change is of strings, carries no values, or needs more than
+    // capacity; the caller then takes writeChange's road.
+    static size_t writeParamChange(uint8_t* out, size_t capacity, int32_t listenerId,
+                                   const CAudioParamChange& change, int32_t elementSize,
+                                   int32_t dataType);
     // Reads such a record into values, whose format (element size, type) must be set and must be
     // the writer's; out points into values and lives as long as they do. An item count that
     // disagrees with the values read is an error.

@@ -9,6 +9,7 @@
 #include "Core/CString.h"
 #include "Core/Platform/CLock.h"
 
+#include <atomic>
 #include <cstdint>
 
 namespace kel
@@ -148,6 +149,14 @@ public:
                      const CGuard* guard = nullptr);
     void removeListener(CAudioParamListener* listener, const CGuard* guard = nullptr);
 
+    // Reals per item of the changes the audio side reads, as the collector was told
+    // (CAudioParamCollector::noteElementSize); 1 until then. [any thread, lock-free]
+    int getQueuedElementSize() const { return queuedElementSize.load(std::memory_order_relaxed); }
+    void setQueuedElementSize(int size)
+    {
+        queuedElementSize.store(size, std::memory_order_relaxed);
+    }
+
 private:
     // All of these expect the lock held through `held`.
     void applyChange(const CAudioParamChange& change, CAudioParamContext& context,
@@ -178,6 +187,7 @@ private:
     CAudioParamRegistryLink* registryLink = nullptr;
     int groupLimit = kDefaultGroupLimit;
     uint32_t sequence = 0;
+    std::atomic<int> queuedElementSize{1};
 };
 
 } // namespace kel

@@ -124,15 +124,8 @@ CAudioParamCollector::CBatch::~CBatch()
 void CAudioParamCollector::CBatch::pushChange(CAudioParam& param, const CAudioParamChange& change,
                                               uint32_t sequence)
 {
-    // Under the parameter's lock, like the collector's own road; the element size lookup takes
-    // only the innermost packet lock.
-    int elementSize = 1;
-    {
-        CLockGuard guard(collector.packetLock);
-        elementSize = collector.elementSizeLocked(param);
-    }
     // Nothing in a batch is dropped: commitChanges decides what supersedes what.
-    if (!packet.addChange(param, change, sequence, elementSize, false))
+    if (!packet.addChange(param, change, sequence, param.getQueuedElementSize(), false))
         CDebugChannel::log(collector.kelErrorContextName(), "param change lost: out of memory");
 }
 
@@ -145,7 +138,14 @@ void CAudioParamCollector::CBatch::publishChange(CAudioParam& param,
 
 // ---- CAudioParamCollector ----
 
-CAudioParamCollector::CAudioParamCollector() : groupLimit(CAudioParam::kDefaultGroupLimit) {}
+CAudioParamCollector::CAudioParamCollector() : groupLimit(CAudioParam::kDefaultGroupLimit)
+{
+    // Made before any audio runs; without them (out of memory) every change takes the packet
+    // road, as it did before the lane existed.
+    lane.init(kLaneCapacity);
+    lanePacket.entries.reserve(kLaneCapacity);
+    lanePacket.values.reserve(kLaneCapacity * kLaneValues);
+}
 
 CAudioParamCollector::~CAudioParamCollector()
 {
@@ -235,18 +235,9 @@ void CAudioParamCollector::setGroupLimit(int count)
         named.second.param->setGroupLimit(count);
 }
 
-void CAudioParamCollector::noteElementSize(const CAudioParam& param, int elementSize)
+void CAudioParamCollector::noteElementSize(CAudioParam& param, int elementSize)
 {
-    CLockGuard guard(packetLock);
-    if (elementSize > 1)
-        elementSizes.set(&param, elementSize);
-    else
-        elementSizes.erase(&param);
-}
-
-int CAudioParamCollector::elementSizeLocked(const CAudioParam& param) const
-{
-    return elementSizes.get(&param, 1);
+    param.setQueuedElementSize(elementSize > 1 ? elementSize : 1);
 }
 
 // ---- claimers ----
@@ -319,14 +310,68 @@ CAudioParamCollector::CPacket* CAudioParamCollector::openPendingLocked()
 
 void CAudioParamCollector::publishLocked(CPacket* pending)
 {
+    // Room for a full lane, so that the audio side can move the lane in behind the packet
+    // without growing it. Short of memory, what finds no room waits for the next take.
+    pending->entries.reserve(pending->entries.getCount() + kLaneCapacity);
+    pending->values.reserve(pending->values.getCount() + kLaneCapacity * kLaneValues);
     // Only the changing side stores into the mailbox, under the packet lock, and it emptied it
     // in openPendingLocked: nothing can be lost here.
     mailbox.store(pending, std::memory_order_release);
 }
 
+void CAudioParamCollector::drainLaneLocked(CPacket& pending)
+{
+    while (lane.pop(
+        [&](const CLaneRecord& record)
+        {
+            if (!record.isBulk)
+                pending.dropCovered(record.entry);
+            if (!pending.appendEntry(record.entry, record.values))
+                KEL_LOG("param change lost: out of memory");
+        }))
+    {
+    }
+}
+
+void CAudioParamCollector::drainLane(CPacket& target)
+{
+    while (target.entries.getCount() < target.entries.getCapacity() &&
+           target.values.getCount() + kLaneValues <= target.values.getCapacity())
+    {
+        // Neither dropping nor appending grows the packet: the room was checked above.
+        if (!lane.pop(
+                [&](const CLaneRecord& record)
+                {
+                    if (!record.isBulk)
+                        target.dropCovered(record.entry);
+                    (void)target.appendEntry(record.entry, record.values);
+                }))
+            return;
+    }
+}
+
 void CAudioParamCollector::addChange(CAudioParam& param, const CAudioParamChange& change,
                                      uint32_t sequence)
 {
+    const int elementSize = param.getQueuedElementSize();
+    const int valueCount = change.values ? change.itemCount * elementSize : 0;
+    if (change.itemCount >= 0 && valueCount <= kLaneValues &&
+        lane.push(
+            [&](CLaneRecord& record)
+            {
+                record.entry = CEntry();
+                record.entry.param = &param;
+                record.entry.sequence = sequence;
+                record.entry.group = change.group;
+                record.entry.firstItem = change.firstItem;
+                record.entry.itemCount = change.itemCount;
+                record.entry.isReplacing = change.isReplacing;
+                record.entry.valueCount = valueCount;
+                record.isBulk = isBulkUpdate();
+                for (int i = 0; i < valueCount; ++i)
+                    record.values[i] = change.values[i];
+            }))
+        return;
     CLockGuard guard(packetLock);
     CPacket* pending = openPendingLocked();
     if (!pending)
@@ -334,7 +379,8 @@ void CAudioParamCollector::addChange(CAudioParam& param, const CAudioParamChange
         KEL_LOG("param change lost: out of memory");
         return;
     }
-    if (!pending->addChange(param, change, sequence, elementSizeLocked(param), !isBulkUpdate()))
+    drainLaneLocked(*pending);
+    if (!pending->addChange(param, change, sequence, elementSize, !isBulkUpdate()))
         KEL_LOG("param change lost: out of memory");
     publishLocked(pending);
 }
@@ -352,6 +398,7 @@ void CAudioParamCollector::commitChanges(CBatch& batch)
             batch.packet.clear();
             return;
         }
+        drainLaneLocked(*pending);
         if (!pending->merge(batch.packet, !isBulkUpdate()))
             KEL_LOG("param batch cut short: out of memory");
         publishLocked(pending);
@@ -378,13 +425,33 @@ void CAudioParamCollector::publishChange(CAudioParam& param, const CAudioParamCh
 
 const CAudioParamCollector::CPacket* CAudioParamCollector::takeChanges()
 {
-    return mailbox.exchange(nullptr, std::memory_order_acq_rel);
+    CPacket* taken = mailbox.exchange(nullptr, std::memory_order_acq_rel);
+    if (lane.isEmpty())
+        return taken;
+    if (taken)
+    {
+        drainLane(*taken);
+        return taken;
+    }
+    if (isLanePacketOut)
+        return nullptr;
+    lanePacket.clear();
+    drainLane(lanePacket);
+    if (lanePacket.isEmpty())
+        return nullptr;
+    isLanePacketOut = true;
+    return &lanePacket;
 }
 
 void CAudioParamCollector::releaseChanges(const CPacket* packet)
 {
     if (!packet)
         return;
+    if (packet == &lanePacket)
+    {
+        isLanePacketOut = false;
+        return;
+    }
     // A stack pushed here and emptied whole on the changing side: no ABA, no lock.
     auto* given = const_cast<CPacket*>(packet);
     CPacket* head = returned.load(std::memory_order_relaxed);
@@ -397,7 +464,7 @@ void CAudioParamCollector::releaseChanges(const CPacket* packet)
 
 bool CAudioParamCollector::hasPendingChanges() const
 {
-    return mailbox.load(std::memory_order_acquire) != nullptr;
+    return mailbox.load(std::memory_order_acquire) != nullptr || !lane.isEmpty();
 }
 
 } // namespace kel

@@ -3,8 +3,8 @@
 #include "Audio/CAudioParamSink.h"
 #include "Core/CArray.h"
 #include "Core/CBridgeBase.h"
+#include "Core/CBoundedQueue.h"
 #include "Core/CObject.h"
-#include "Core/CPtrMap.h"
 #include "Core/CStringMap.h"
 #include "Core/Platform/CLock.h"
 
@@ -31,6 +31,12 @@ struct CAudioParamChange;
 // when done (releaseChanges): both are lock-free and never allocate, and a packet that the audio
 // side has not taken yet keeps collecting. Packets come from a pool; they grow on the changing
 // side only.
+//
+// A setter's change of a few reals (a host's automation, a knob) takes the fast lane instead: a
+// queue of fixed records, sized at construction, filled without a lock, so that a setter called
+// on the audio thread takes no lock but its parameter's. The audio side moves the lane's records
+// behind the packet it takes; the changing side moves them into the pending packet before it adds
+// anything there itself, so that every parameter's changes reach the audio side in order.
 //
 // The instance's tree owns the collector (tag audio:param-collector; attribute `env` names the
 // audio environment). Lock order: registry, collector name table, parameter; the packet lock is
@@ -160,8 +166,8 @@ public:
     void setGroupLimit(int count);
     // Reals per item of a parameter's changes (its element size), 1 until noted. Whoever binds a
     // parameter whose changes the audio side reads notes it here; a change only carries its
-    // item count. [any thread; takes the packet lock]
-    void noteElementSize(const CAudioParam& param, int elementSize);
+    // item count. [any thread]
+    void noteElementSize(CAudioParam& param, int elementSize);
 
     // ---- claimers ----
 
@@ -171,7 +177,8 @@ public:
 
     // ---- changes, changing side ----
 
-    // Takes a change into the pending packet. [any thread; takes the packet lock]
+    // Takes a change into the fast lane, or, when it is too large or the lane is full, into the
+    // pending packet. [any thread; the packet lock only for the pending packet]
     void addChange(CAudioParam& param, const CAudioParamChange& change, uint32_t sequence);
     // Closes a batch: its changes join the pending packet at once, and the batch is empty again.
     // Superseded entries are dropped unless a bulk update is on.
@@ -191,13 +198,28 @@ public:
 
     // The changes since the last take, or null when there are none. The caller owns the packet
     // until releaseChanges. Lock-free, allocates nothing. [audio thread]
+    // The lane's records join the taken packet, or the collector's own packet when none was
+    // pending; records that find no room wait for the next take.
     const CPacket* takeChanges();
     // Gives a taken packet back to the pool. Lock-free, allocates nothing. [audio thread]
     void releaseChanges(const CPacket* packet);
     // Changes waiting for the audio side (a test and diagnostic aid). [any thread]
     bool hasPendingChanges() const;
 
+    // Records the fast lane holds, and the reals one record carries.
+    static constexpr int kLaneCapacity = 256;
+    static constexpr int kLaneValues = 4;
+
 private:
+    // One change in the fast lane: an entry with its values in place.
+    struct CLaneRecord
+    {
+        CEntry entry;
+        // Made during a bulk update: it drops no earlier entry.
+        bool isBulk = false;
+        double values[kLaneValues];
+    };
+
     struct CNameEntry
     {
         CAudioParam* param = nullptr;
@@ -209,7 +231,10 @@ private:
     // or fresh from the pool (null when out of memory); publishLocked puts it back.
     CPacket* openPendingLocked();
     void publishLocked(CPacket* pending);
-    int elementSizeLocked(const CAudioParam& param) const;
+    // Moves the lane's records into pending, before a change of the packet road joins it.
+    void drainLaneLocked(CPacket& pending);
+    // Moves records into target while it has room for one more without growing.
+    void drainLane(CPacket& target);
     static void freePacketChain(CPacket* chain);
 
     CAudioEnv* env = nullptr;
@@ -223,8 +248,11 @@ private:
     std::atomic<CPacket*> returned{nullptr};
     CPacket* spare = nullptr;
     std::atomic<bool> bulkUpdate{false};
-    // Under the packet lock: element sizes other than 1.
-    CPtrMap<int, const CAudioParam*> elementSizes;
+    CBoundedQueue<CLaneRecord> lane;
+    // The audio side's packet for lane records when no packet was pending, reserved at
+    // construction; out between takeChanges and releaseChanges. [audio thread]
+    CPacket lanePacket;
+    bool isLanePacketOut = false;
 
     mutable CLock nameLock;
     CStringMap<CNameEntry> names;

@@ -141,6 +141,61 @@ TEST_F(CAudioInterfaceTest, LateSubscriberGetsTheDefinitionThenOneChangePerGroup
     EXPECT_TRUE(ui.client->getParamInfo(&knob)->isValid());
 }
 
+TEST_F(CAudioInterfaceTest, AFullQueueLosesMessagesAndTheClientCatchesUpWithTheLastValue)
+{
+    kel::CAudioParam& gain = param("modZumbelModule.gain");
+    CUi ui = makeUi();
+    CRecordingParamListener knob;
+    ASSERT_EQ(takeMessage(ui.client->addParamListener(
+                  &knob, CString(fullName("modZumbelModule.gain").c_str()))),
+              "");
+    EXPECT_EQ(ui.pump(), "");
+    knob.log.clear();
+
+    // Changes from the setter's thread while the UI thread does not read: the queue fills.
+    const int changes = kel::CAudioInterfaceClientConnector::kQueueCells + 100;
+    for (int i = 0; i < changes; ++i)
+    {
+        kel::CAudioParamContext context;
+        gain.setValue(0, 0, -30.0 + 0.01 * i, context);
+    }
+    EXPECT_EQ(ui.connector->getQueuedCount(), kel::CAudioInterfaceClientConnector::kQueueCells);
+    EXPECT_EQ(ui.connector->getLostCount(), 100u);
+    // The queued changes arrive, then the client asks again and gets the value as it is now.
+    EXPECT_EQ(ui.pump(), "");
+    EXPECT_EQ(ui.pump(), "");
+    ASSERT_FALSE(knob.log.empty());
+    EXPECT_EQ(knob.log.back(), "change 0");
+    ASSERT_EQ(knob.lastValues.size(), 1u);
+    EXPECT_DOUBLE_EQ(knob.lastValues[0], -30.0 + 0.01 * (changes - 1));
+}
+
+TEST_F(CAudioInterfaceTest, TheAudioThreadsChangeMessageIsTheOneTheStreamWriterMakes)
+{
+    const double values[] = {0.5, -2.25, 1e300, 3.0, 4.0, 5.0};
+    kel::CAudioParamChange change;
+    change.group = 3;
+    change.firstItem = 1;
+    change.itemCount = 3;
+    change.values = values;
+    change.isReplacing = true;
+    CMemoryWriteBuffer stream(64);
+    ASSERT_EQ(takeMessage(stream.writeInt32(CAudioInterfaceMessage::kParamChange)), "");
+    ASSERT_EQ(takeMessage(stream.writeInt32(17)), "");
+    ASSERT_EQ(takeMessage(CAudioInterfaceMessage::writeChange(stream, change, 2, 0)), "");
+    uint8_t bytes[112];
+    const size_t size =
+        CAudioInterfaceMessage::writeParamChange(bytes, sizeof(bytes), 17, change, 2, 0);
+    ASSERT_EQ(size, stream.getSize());
+    EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + size),
+              std::vector<uint8_t>(stream.getData(), stream.getData() + size));
+    // Too large for the buffer, of strings, or empty: the stream writer's road.
+    EXPECT_EQ(CAudioInterfaceMessage::writeParamChange(bytes, size - 1, 17, change, 2, 0), 0u);
+    EXPECT_EQ(CAudioInterfaceMessage::writeParamChange(bytes, sizeof(bytes), 17, change, 2, 1), 0u);
+    change.itemCount = 0;
+    EXPECT_EQ(CAudioInterfaceMessage::writeParamChange(bytes, sizeof(bytes), 17, change, 2, 0), 0u);
+}
+
 TEST_F(CAudioInterfaceTest, DefinitionChangeSendsTheDefinitionAndNoChangeForIt)
 {
     CUi ui = makeUi();

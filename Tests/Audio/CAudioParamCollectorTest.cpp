@@ -155,6 +155,54 @@ TEST_F(CAudioParamCollectorTest, BulkUpdateKeepsEveryStep)
     collector.releaseChanges(packet);
 }
 
+TEST_F(CAudioParamCollectorTest, SetterLaneAndPacketRoadKeepEveryParametersOrder)
+{
+    CAudioParam& period = userParam("period");
+    CAudioParam& freq = userParam("freq");
+    collector.setBulkUpdate(true);
+    // A setter's change waits in the lane; a batch that comes later lands behind it.
+    set(period, 3.0);
+    {
+        CAudioParamCollector::CBatch batch(collector);
+        CAudioParamContext context;
+        context.queue = &batch;
+        period.setValue(0, 0, 4.0, context);
+    }
+    // The lane's next record joins the pending packet when the audio side takes it.
+    set(period, 5.0);
+    set(freq, 880.0);
+    const CPacket* packet = collector.takeChanges();
+    EXPECT_EQ(describe(packet), "period:0=3 period:0=4 period:0=5 freq:0=880");
+    collector.releaseChanges(packet);
+
+    // More than the lane holds while nobody takes: the rest take the packet road, after the
+    // lane's records, and nothing is lost.
+    const int count = CAudioParamCollector::kLaneCapacity + 40;
+    for (int step = 0; step < count; ++step)
+        set(period, 100.0 + step);
+    packet = collector.takeChanges();
+    ASSERT_NE(packet, nullptr);
+    ASSERT_EQ(packet->getEntryCount(), count);
+    for (int step = 0; step < count; ++step)
+        ASSERT_EQ(packet->getValues(packet->getEntry(step))[0], 100.0 + step) << step;
+    collector.releaseChanges(packet);
+    collector.setBulkUpdate(false);
+
+    // Without a bulk update a later record supersedes the packet's entry of the same item,
+    // on either side.
+    {
+        CAudioParamCollector::CBatch batch(collector);
+        CAudioParamContext context;
+        context.queue = &batch;
+        period.setValue(0, 0, 7.0, context);
+    }
+    set(period, 8.0);
+    packet = collector.takeChanges();
+    EXPECT_EQ(describe(packet), "period:0=8");
+    collector.releaseChanges(packet);
+    EXPECT_FALSE(collector.hasPendingChanges());
+}
+
 TEST_F(CAudioParamCollectorTest, BatchIsInvisibleUntilCommittedThenArrivesWhole)
 {
     CAudioParam& period = userParam("period");

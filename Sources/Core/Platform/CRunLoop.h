@@ -78,6 +78,17 @@ public:
     // Queues a message; never blocks. 0, or ENOMEM or the wake-up's error number.
     int post(ClientId client, uint32_t message, intptr_t param);
 
+    // Signals: a standing message of one client that any thread raises without allocating and
+    // without a lock, the audio thread too. A signal raised again before its delivery is
+    // delivered once. addSignal answers the signal's number, or -1 when all kMaxSignals are
+    // taken; removeSignal ends it, and a raise that comes later is lost harmlessly.
+    static constexpr int kMaxSignals = 16;
+    int addSignal(ClientId client, uint32_t message);
+    void removeSignal(int signal);
+    // Wakes the loop when the signal was not raised yet: one write to its wake-up channel.
+    // [any thread; lock-free, allocates nothing]
+    void raiseSignal(int signal);
+
     // Starts or restarts the client's timer timerId, first due one interval from now. Ticks that
     // a busy loop missed are not caught up. intervalMs 0 stops it.
     void setTimer(ClientId client, int timerId, uint32_t intervalMs);
@@ -118,6 +129,7 @@ private:
     };
 
     CClient* findClient(ClientId client);
+    int deliverSignals();
     // Blocks in the system until a post, a descriptor or the time limit; fills readyFlags for
     // each watch (indexed like the copy passed in).
     void waitForWork(int timeoutMs, CArray<Watch>& watchesOut, CArray<int>& readyOut);
@@ -137,6 +149,14 @@ private:
     CArray<Timer> timers;
     CArray<Watch> watches;
     ClientId nextClientId = 1;
+    struct Signal
+    {
+        std::atomic<ClientId> client{0};
+        std::atomic<uint32_t> message{0};
+        std::atomic<bool> isRaised{false};
+    };
+    Signal signals[kMaxSignals];
+    std::atomic<bool> isAnySignalRaised{false};
     std::atomic<bool> isQuitRequested{false};
     int wakeFd = -1;
     int initError = 0;

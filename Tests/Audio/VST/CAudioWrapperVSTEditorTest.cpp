@@ -1,13 +1,19 @@
 // The editor through the VST layer on the headless screen: its size before open, the tree it
 // builds and draws, the pump that keeps it alive without idle, and a tree that cannot be built.
 #include "Audio/CAudioInterfaceBaseConnectorVST.h"
+#include "Audio/CAudioInterfaceClient.h"
+#include "Audio/CAudioInterfaceParamListener.h"
+#include "Audio/CAudioParamChange.h"
 #include "Audio/VST/CAudioWrapperVST.h"
 #include "Audio/VST/CAudioWrapperVSTEditor.h"
+#include "Core/CAllocator.h"
 #include "Core/CApplication.h"
 #include "Core/CResourceTable.h"
 #include "Core/CSystem.h"
+#include "Core/Platform/CLock.h"
 #include "Core/Platform/CThisThread.h"
 #include "Support/CFakeHost.h"
+#include "Support/CMallocCounter.h"
 #include "Support/CTreeBlobWriter.h"
 #include "UI/Platform/Headless/CHeadlessDisplay.h"
 #include "UI/Platform/Headless/CHeadlessWindow.h"
@@ -18,6 +24,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <set>
 #include <string>
@@ -220,4 +227,100 @@ TEST_F(CAudioWrapperVSTEditorTest, ATreeThatCannotBeBuiltIsRefusedWithItsMessage
         ASSERT_EQ(shownErrors().size(), 1u) << bad.message;
         EXPECT_NE(shownErrors()[0].find(bad.message), std::string::npos) << shownErrors()[0];
     }
+}
+
+namespace
+{
+
+// Records what reaches one parameter's listener on the editor's side.
+class CValueWatcher : public CAudioInterfaceParamListener
+{
+public:
+    void onParamInfo(const CAudioParamInfo&) override { ++infos; }
+    void onParamChange(const CAudioParamChange& change) override
+    {
+        ++changes;
+        if (change.itemCount > 0 && change.values)
+            last = change.values[0];
+    }
+
+    int infos = 0;
+    int changes = 0;
+    double last = -1.0;
+};
+
+} // namespace
+
+TEST_F(CAudioWrapperVSTEditorTest, HostAutomationReachesAnOpenEditorWithoutLocksOrAllocations)
+{
+    CFakeHost::startUp(effect, 48000.0f, 512);
+    ASSERT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parent), 1);
+    CAudioInterfaceClient* client = nullptr;
+    ASSERT_EQ(editor->getUiRoot()->findObjectChecked(CString("ui.interface-client"), client),
+              nullptr);
+    const char* const names[] = {
+        "plugin.modMain.modBypass.enable",         "plugin.modMain.modZumbelModule.period",
+        "plugin.modMain.modZumbelModule.duration", "plugin.modMain.modZumbelModule.freq",
+        "plugin.modMain.modZumbelModule.gain",     "plugin.modMain.modZumbelModule.variation"};
+    CValueWatcher watchers[6];
+    for (int i = 0; i < 6; ++i)
+        ASSERT_EQ(client->addParamListener(&watchers[i], CString(names[i])), nullptr);
+    CFakeHost::dispatch(effect, kEffEditIdle);
+    for (const CValueWatcher& watcher : watchers)
+        ASSERT_EQ(watcher.infos, 1);
+
+    // A warm-up round, as a host plays a few blocks before automation comes.
+    for (int i = 0; i < 6; ++i)
+        effect->setParameter(effect, i, 0.25f);
+    CFakeHost::dispatch(effect, kEffEditIdle);
+
+    // The host's audio thread: automation of every parameter before each block.
+    std::atomic<uint64_t> allocations{0};
+    std::atomic<uint64_t> mallocs{0};
+    std::atomic<uint64_t> locks{0};
+    const int calls = 300;
+    std::thread audio(
+        [&]
+        {
+            float left[64] = {};
+            float right[64] = {};
+            float* channels[2] = {left, right};
+            effect->processReplacing(effect, channels, channels, 64);
+            const uint64_t self = CThisThread::id();
+            CAllocator::watchThread(self);
+            CLock::watchThread(self);
+            test::CMallocCounter::watchThisThread();
+            for (int call = 0; call < calls; ++call)
+            {
+                effect->setParameter(effect, call % 6, 0.3f + 0.002f * static_cast<float>(call));
+                if (call % 6 == 5)
+                    effect->processReplacing(effect, channels, channels, 64);
+            }
+            mallocs.store(test::CMallocCounter::count());
+            test::CMallocCounter::stopWatching();
+            allocations.store(CAllocator::watchedAllocations());
+            locks.store(CLock::watchedLocks());
+            CAllocator::watchThread(0);
+            CLock::watchThread(0);
+        });
+    audio.join();
+    EXPECT_EQ(allocations.load(), 0u);
+    EXPECT_EQ(mallocs.load(), 0u);
+    // One hold of the parameter's own lock per call, nothing else.
+    EXPECT_EQ(locks.load(), static_cast<uint64_t>(calls));
+
+    // The editor's next idle shows the last value of each parameter.
+    CFakeHost::dispatch(effect, kEffEditIdle);
+    for (int i = 0; i < 6; ++i)
+    {
+        // Bypass is a switch: anything above one half is on.
+        const int lastCall = calls - 6 + i;
+        const float expected = i == 0 ? 1.0f : 0.3f + 0.002f * static_cast<float>(lastCall);
+        EXPECT_NEAR(effect->getParameter(effect, i), expected, 1e-6) << names[i];
+        EXPECT_GT(watchers[i].changes, 0) << names[i];
+    }
+    for (CValueWatcher& watcher : watchers)
+        EXPECT_EQ(client->removeParamListener(&watcher), nullptr);
+    CFakeHost::dispatch(effect, kEffEditClose);
+    EXPECT_TRUE(shownErrors().empty()) << shownErrors().front();
 }

@@ -233,3 +233,43 @@ TEST(CRunLoopConcurrency, PostsFromManyThreadsReachOneLoopCompleteAndInOrder)
     EXPECT_TRUE(client.isOrdered);
     EXPECT_TRUE(client.isOnPumpThread);
 }
+
+TEST(CRunLoopConcurrency, SignalsWakeABlockedLoopOnceAndEndWithTheirClient)
+{
+    CRunLoop loop;
+    CRecordingClient client;
+    CRecordingClient other;
+    const CRunLoop::ClientId id = loop.addClient(&client);
+    const CRunLoop::ClientId otherId = loop.addClient(&other);
+    const int signal = loop.addSignal(id, 77);
+    const int otherSignal = loop.addSignal(otherId, 78);
+    ASSERT_GE(signal, 0);
+    ASSERT_NE(signal, otherSignal);
+
+    // Raised many times before a pump: delivered once.
+    for (int i = 0; i < 5; ++i)
+        loop.raiseSignal(signal);
+    EXPECT_EQ(loop.pump(), 1);
+    ASSERT_EQ(client.messages.size(), 1u);
+    EXPECT_EQ(client.messages[0].first, 77u);
+    EXPECT_EQ(loop.pump(), 0);
+
+    // A raise from another thread ends a wait that would otherwise last ten seconds.
+    std::thread raiser([&] { loop.raiseSignal(signal); });
+    const uint32_t start = CTickClock::tickCountMs();
+    while (client.messages.size() < 2 && CTickClock::tickCountMs() - start < 10000)
+        loop.runOnce(10000);
+    raiser.join();
+    EXPECT_EQ(client.messages.size(), 2u);
+    EXPECT_LT(CTickClock::tickCountMs() - start, 5000u);
+
+    // A removed signal, or one of a removed client, delivers nothing; its slot is free again.
+    loop.removeSignal(signal);
+    loop.raiseSignal(signal);
+    loop.removeClient(otherId);
+    loop.raiseSignal(otherSignal);
+    EXPECT_EQ(loop.pump(), 0);
+    EXPECT_TRUE(other.messages.empty());
+    EXPECT_GE(loop.addSignal(id, 79), 0);
+    loop.removeClient(id);
+}

@@ -106,6 +106,11 @@ void CRunLoop::removeClient(ClientId client)
         if (watches[i].client == client)
             watches.removeAt(i);
     }
+    for (Signal& signal : signals)
+    {
+        if (signal.client.load(std::memory_order_relaxed) == client)
+            signal.client.store(0, std::memory_order_release);
+    }
 }
 
 CRunLoop::CClient* CRunLoop::findClient(ClientId client)
@@ -128,6 +133,62 @@ int CRunLoop::post(ClientId client, uint32_t message, intptr_t param)
     if (postedList.push(posted))
         wake();
     return 0;
+}
+
+int CRunLoop::addSignal(ClientId client, uint32_t message)
+{
+    CLockGuard guard(lock);
+    for (int i = 0; i < kMaxSignals; ++i)
+    {
+        if (signals[i].client.load(std::memory_order_relaxed) != 0)
+            continue;
+        signals[i].isRaised.store(false, std::memory_order_relaxed);
+        signals[i].message.store(message, std::memory_order_relaxed);
+        signals[i].client.store(client, std::memory_order_release);
+        return i;
+    }
+    return -1;
+}
+
+void CRunLoop::removeSignal(int signal)
+{
+    if (signal < 0 || signal >= kMaxSignals)
+        return;
+    CLockGuard guard(lock);
+    signals[signal].client.store(0, std::memory_order_release);
+    signals[signal].isRaised.store(false, std::memory_order_relaxed);
+}
+
+void CRunLoop::raiseSignal(int signal)
+{
+    if (signal < 0 || signal >= kMaxSignals)
+        return;
+    if (signals[signal].isRaised.exchange(true, std::memory_order_acq_rel))
+        return;
+    isAnySignalRaised.store(true, std::memory_order_release);
+    if (wakeFd >= 0)
+        wake();
+}
+
+int CRunLoop::deliverSignals()
+{
+    if (!isAnySignalRaised.exchange(false, std::memory_order_acq_rel))
+        return 0;
+    int delivered = 0;
+    for (Signal& signal : signals)
+    {
+        if (!signal.isRaised.exchange(false, std::memory_order_acq_rel))
+            continue;
+        const ClientId client = signal.client.load(std::memory_order_acquire);
+        if (client == 0)
+            continue;
+        if (CClient* target = findClient(client))
+        {
+            target->onRunLoopMessage(signal.message.load(std::memory_order_relaxed), 0);
+            ++delivered;
+        }
+    }
+    return delivered;
 }
 
 void CRunLoop::wake()
@@ -341,7 +402,8 @@ int CRunLoop::runOnce(int timeoutMs)
         tCurrentLoop = this;
 
     int waitMs = timeoutMs;
-    if (!postedList.isEmpty() || isQuitRequested.load(std::memory_order_relaxed))
+    if (!postedList.isEmpty() || isAnySignalRaised.load(std::memory_order_relaxed) ||
+        isQuitRequested.load(std::memory_order_relaxed))
         waitMs = 0;
     const int timerMs = msUntilNextTimer();
     if (timerMs >= 0 && (waitMs < 0 || timerMs < waitMs))
@@ -353,6 +415,7 @@ int CRunLoop::runOnce(int timeoutMs)
 
     int delivered = deliverTimers();
     delivered += deliverPosted();
+    delivered += deliverSignals();
     for (int i = 0; i < polledWatches.getCount(); ++i)
     {
         if (readyFlags[i] == 0)
