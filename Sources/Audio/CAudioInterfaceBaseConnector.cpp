@@ -277,8 +277,8 @@ CError* CAudioInterfaceBaseConnector::answerAcquire(CAudioInterfaceBase& interfa
     CMemoryWriteBuffer answer(4096);
     KEL_CHECK(answer.writeInt32(M::kPresetData));
     KEL_CHECK(answer.writeInt32(requestId));
-    KEL_CHECK(answer.writeInt32(failure ? 1 : 0));
-    // A failure carries the error's text (UTF-8) in place of the payload.
+    // A failure carries the error's number, and its text (UTF-8) in place of the payload.
+    KEL_CHECK(answer.writeInt32(failure ? static_cast<int32_t>(failure->getNumber()) : 0));
     const char* message = failure ? failure->getMessage() : nullptr;
     CError* error = failure ? M::writeBlob(answer, message, message ? std::strlen(message) : 0)
                             : M::writeBlob(answer, payload.getData(), payload.getSize());

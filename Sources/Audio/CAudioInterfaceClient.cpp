@@ -541,8 +541,9 @@ CError* CAudioInterfaceClient::acquire(CMemoryWriteBuffer& request, int32_t requ
         delete sendError;
         const CString text = CString::fromUtf8(
             reinterpret_cast<const char*>(pending.bytes.getData()), pending.bytes.getSize());
+        // The audio side's text ends its own sentence.
         return KEL_ERROR("@kelstr_CAudioInterfaceClient_acquirePreset_Failed Preset not "
-                         "available: %1.",
+                         "available: %1",
                          text);
     }
     KEL_CHECK(sendError);

@@ -113,7 +113,7 @@ public:
     [[nodiscard]] CError* activatePreset(const CString& registryName, int group,
                                          const CAudioPreset& preset);
     // Wait for the answer (39) by handling the connector's queue; the audio side's error comes
-    // back as "Preset not available: %1.". [blocks for at most kAnswerTimeoutMs]
+    // back as "Preset not available: %1". [blocks for at most kAnswerTimeoutMs]
     [[nodiscard]] CError* acquirePreset(const CString& registryName, bool fromROM, int index,
                                         int group, bool withPersistent, CAudioPreset& out);
     [[nodiscard]] CError* acquireBank(const CString& registryName, bool fromROM,

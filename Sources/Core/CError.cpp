@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <zlib.h>
 
 namespace kel
 {
@@ -99,6 +100,14 @@ CErrorArg::CErrorArg(const CErrorArg& other) : text(other.text)
 CErrorArg::~CErrorArg()
 {
     CAllocator::free(ownedText);
+}
+
+uint32_t CError::getNumber() const
+{
+    const char* text = key ? key : "";
+    const uLong crc = crc32(crc32(0L, Z_NULL, 0), reinterpret_cast<const Bytef*>(text),
+                            static_cast<uInt>(std::strlen(text)));
+    return crc != 0 ? static_cast<uint32_t>(crc) : 1u;
 }
 
 CError* CError::createFrom(const char* keyedText, const CErrorArg* args, int count)

@@ -68,6 +68,10 @@ public:
 
     const char* getKey() const { return key; }
     const char* getMessage() const { return message; }
+    // The error's number, where a reply across a boundary carries a number: the CRC-32 of its
+    // key, so that the same failure has the same number in every build and language; never 0,
+    // which means success.
+    uint32_t getNumber() const;
 
     // Appends one level of the chain: where the error passed, and through which object.
     void addFrame(const char* file, int line, const char* fullName);

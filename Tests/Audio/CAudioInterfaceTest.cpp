@@ -329,7 +329,7 @@ TEST_F(CAudioInterfaceTest, AcquirePresetWaitsForTheAnswerAndMatchesTheBase)
     // A failure is answered too, and comes back as the caller's error.
     EXPECT_EQ(
         takeMessage(ui.client->acquirePreset(CString("nowhere"), false, -1, -1, false, fromClient)),
-        "Preset not available: No param registry object 'nowhere' found..");
+        "Preset not available: No param registry object 'nowhere' found.");
     EXPECT_EQ(ui.connector->getQueuedCount(), 0);
 }
 

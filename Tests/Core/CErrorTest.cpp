@@ -59,3 +59,16 @@ TEST(CError, TextWithoutKeyIsKeptAndTranslatorReplacesByKey)
     EXPECT_STREQ(translated->getMessage(), "Wert -7 von 'gain' (3)");
     delete translated;
 }
+
+TEST(CError, NumberFollowsTheKeyNotTheTextOrItsArguments)
+{
+    kel::CError* first = KEL_ERROR("@kelstr_Test_number_A Value %1 is wrong.", 1);
+    kel::CError* again = KEL_ERROR("@kelstr_Test_number_A Value %1 is wrong.", 2);
+    kel::CError* other = KEL_ERROR("@kelstr_Test_number_B Value %1 is wrong.", 1);
+    EXPECT_NE(first->getNumber(), 0u);
+    EXPECT_EQ(first->getNumber(), again->getNumber());
+    EXPECT_NE(first->getNumber(), other->getNumber());
+    delete first;
+    delete again;
+    delete other;
+}
