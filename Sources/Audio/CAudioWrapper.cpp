@@ -643,6 +643,7 @@ void CAudioWrapper::warmUpPool()
 
 void CAudioWrapper::markLatencyStable()
 {
+    toldLatencyFrames = getLatencyFrames();
     if (!latencyStable)
     {
         ioChangePending = false;
@@ -775,6 +776,14 @@ void CAudioWrapper::processRuns(Sample** inputs, Sample** outputs, int frames)
     }
     if (changes)
         paramCollector->releaseChanges(changes);
+    // A latency other than the one the host was last told (the graph's update moved it): the
+    // host hears of it after this block.
+    const int latency = getLatencyFrames();
+    if (latency != toldLatencyFrames)
+    {
+        toldLatencyFrames = latency;
+        markLatencyChanged();
+    }
 }
 
 CError* CAudioWrapper::saveChunk(void** data, int32_t* byteCount, bool isPreset, bool hasHeader)

@@ -352,6 +352,8 @@ private:
 
     bool latencyStable = false;
     bool ioChangePending = false;
+    // The latency the host knows, as of the last block. [audio thread]
+    int toldLatencyFrames = 0;
 };
 
 } // namespace kel

@@ -19,6 +19,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 #include <iterator>
 
 namespace kel
@@ -275,8 +276,12 @@ void CAudioWrapperVST::processAudio(Sample** inputs, Sample** outputs, int32_t f
     for (int32_t channel = getRunOutChannels(); channel < getNumOutputs(); ++channel)
         if (outputs[channel])
             std::memset(outputs[channel], 0, static_cast<size_t>(frames) * sizeof(Sample));
+    // The host reads the new delay when it hears of the change.
     if (takeIoChangePending())
+    {
+        setInitialDelay(getLatencyFrames());
         ioChanged();
+    }
 }
 
 CAudioExtParam* CAudioWrapperVST::extParamAt(int32_t index) const
@@ -437,18 +442,19 @@ bool CAudioWrapperVST::setSpeakerArrangement(VstSpeakerArrangement* input,
         return false;
     if (output && (output->numChannels < 0 || output->numChannels > getNumOutputs()))
         return false;
-    if (input)
+    // Copied outside the lock, swapped under it (the name readers take it), freed after it.
+    VstSpeakerArrangement* inputCopy = input ? copyArrangement(input) : nullptr;
+    VstSpeakerArrangement* outputCopy = output ? copyArrangement(output) : nullptr;
     {
-        freeArrangement(inputArrangement);
-        inputArrangement = copyArrangement(input);
+        CLockGuard guard(effectLock);
+        if (input)
+            std::swap(inputArrangement, inputCopy);
+        if (output)
+            std::swap(outputArrangement, outputCopy);
+        fillChannelNames();
     }
-    if (output)
-    {
-        freeArrangement(outputArrangement);
-        outputArrangement = copyArrangement(output);
-    }
-    CLockGuard guard(effectLock);
-    fillChannelNames();
+    freeArrangement(inputCopy);
+    freeArrangement(outputCopy);
     return true;
 }
 
@@ -504,6 +510,7 @@ bool CAudioWrapperVST::getOutChannelName(int channel, char* text, int bytes) con
 bool CAudioWrapperVST::getSpeakerArrangement(VstSpeakerArrangement** input,
                                              VstSpeakerArrangement** output)
 {
+    CLockGuard guard(effectLock);
     if (!inputArrangement || !outputArrangement)
     {
         *input = nullptr;

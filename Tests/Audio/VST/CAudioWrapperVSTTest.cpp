@@ -1,4 +1,5 @@
 #include "Audio/Converters/CAudioParamConverterGain.h"
+#include "Audio/CAudioEnv.h"
 #include "Audio/VST/CAudioWrapperVST.h"
 #include "Audio/VST/CAudioWrapperVSTEditor.h"
 #include "Core/CAllocator.h"
@@ -448,6 +449,23 @@ TEST_F(CAudioWrapperVSTTest, AudioThreadNeitherAllocatesNorLocksAfterResume)
     CLock::watchThread(0);
     EXPECT_EQ(allocations, 0u);
     EXPECT_EQ(locks, 0u);
+}
+
+TEST_F(CAudioWrapperVSTTest, ALatencyThatMovesIsToldToTheHostOnceAfterTheBlock)
+{
+    CFakeHost::startUp(effect, 44100.0f, 512);
+    float left[64] = {};
+    float right[64] = {};
+    float* channels[2] = {left, right};
+    effect->processReplacing(effect, channels, channels, 64);
+    EXPECT_TRUE(host.callsOf(kHostIOChanged).empty()) << "a steady latency is not news";
+    // The graph's output stage stores a new latency during a block.
+    wrapper->getAudioEnv()->setLatencyFrames(96);
+    effect->processReplacing(effect, channels, channels, 64);
+    EXPECT_EQ(host.callsOf(kHostIOChanged).size(), 1u);
+    EXPECT_EQ(effect->initialDelay, 96) << "the host reads the delay when it hears of the change";
+    effect->processReplacing(effect, channels, channels, 64);
+    EXPECT_EQ(host.callsOf(kHostIOChanged).size(), 1u);
 }
 
 TEST_F(CAudioWrapperVSTTest, OfflineStateFollowsTheHostsProcessLevel)
