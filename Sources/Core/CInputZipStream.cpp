@@ -189,6 +189,11 @@ CError* CInputZipStream::skipToEnd()
     return nullptr;
 }
 
+bool CInputZipStream::isSourceExhausted() const
+{
+    return state && state->sourceEnded && state->stream.avail_in == 0;
+}
+
 uint64_t CInputZipStream::getCompressedBytesRead() const
 {
     return state ? state->stream.total_in : 0;

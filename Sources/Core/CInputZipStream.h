@@ -28,6 +28,8 @@ public:
     // Inflates and drops whatever is left up to the end of the zlib stream, so that its check
     // value is verified and the source stands behind it.
     [[nodiscard]] CError* skipToEnd();
+    // Whether the source has nothing more to give and every byte taken from it was inflated.
+    bool isSourceExhausted() const;
     // Compressed bytes taken from the source, and bytes inflated, since open.
     uint64_t getCompressedBytesRead() const;
     uint64_t getBytesInflated() const;

@@ -382,6 +382,27 @@ TEST_F(CStreamTest, CorruptPayloadReturnsZlibsMessage)
     }
 }
 
+TEST_F(CStreamTest, ABlockCutInsideItsCheckValueStillGivesItsWholePayload)
+{
+    CMemoryWriteBuffer out(128);
+    const std::vector<uint8_t> data = payload(3000);
+    ASSERT_EQ(out.writeCompressedData(data.data(), data.size(), kId), nullptr);
+    const std::vector<uint8_t> good = bytesOf(out);
+    // The Adler-32 is the stream's last four bytes: any cut within it leaves the data whole.
+    for (size_t cut = 1; cut <= 4; ++cut)
+    {
+        CMemoryReader in(good.data(), good.size() - cut);
+        CByteBuffer back;
+        ASSERT_EQ(in.readCompressedData(back, kId), nullptr) << cut;
+        ASSERT_EQ(back.getSize(), data.size());
+        EXPECT_EQ(std::memcmp(back.getData(), data.data(), data.size()), 0);
+    }
+    // A cut into the data itself leaves it short.
+    CMemoryReader in(good.data(), good.size() - 40);
+    CByteBuffer back;
+    expectError(in.readCompressedData(back, kId), "Premature end of file.");
+}
+
 TEST_F(CStreamTest, HugeSizeWithGoodCrcButShortStreamFailsWithoutClaimingTheSize)
 {
     CMemoryWriteBuffer out(128);
