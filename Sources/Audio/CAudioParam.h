@@ -156,6 +156,10 @@ public:
     {
         queuedElementSize.store(size, std::memory_order_relaxed);
     }
+    // The sequence number of the newest change the audio side has taken; changes that reach it
+    // later with an older number are stale. [the audio side only]
+    uint32_t getTakenSequence() const { return takenSequence; }
+    void setTakenSequence(uint32_t taken) { takenSequence = taken; }
 
 private:
     // All of these expect the lock held through `held`.
@@ -188,6 +192,7 @@ private:
     int groupLimit = kDefaultGroupLimit;
     uint32_t sequence = 0;
     std::atomic<int> queuedElementSize{1};
+    uint32_t takenSequence = 0;
 };
 
 } // namespace kel

@@ -319,17 +319,28 @@ void CAudioParamCollector::publishLocked(CPacket* pending)
     mailbox.store(pending, std::memory_order_release);
 }
 
-void CAudioParamCollector::drainLaneLocked(CPacket& pending)
+namespace
 {
-    while (lane.pop(
-        [&](const CLaneRecord& record)
-        {
-            if (!record.isBulk)
-                pending.dropCovered(record.entry);
-            if (!pending.appendEntry(record.entry, record.values))
-                KEL_LOG("param change lost: out of memory");
-        }))
+// Sequence numbers wrap: a is older than b when it lies behind it on the circle.
+bool isOlder(uint32_t a, uint32_t b)
+{
+    return static_cast<int32_t>(a - b) < 0;
+}
+} // namespace
+
+void CAudioParamCollector::dropStale(CPacket& taken)
+{
+    for (int i = 0; i < taken.entries.getCount();)
     {
+        CEntry& entry = taken.entries[i];
+        if (isOlder(entry.sequence, entry.param->getTakenSequence()))
+        {
+            taken.deadValues += entry.valueCount;
+            taken.entries.removeAt(i);
+            continue;
+        }
+        entry.param->setTakenSequence(entry.sequence);
+        ++i;
     }
 }
 
@@ -342,6 +353,10 @@ void CAudioParamCollector::drainLane(CPacket& target)
         if (!lane.pop(
                 [&](const CLaneRecord& record)
                 {
+                    CAudioParam* param = record.entry.param;
+                    if (isOlder(record.entry.sequence, param->getTakenSequence()))
+                        return;
+                    param->setTakenSequence(record.entry.sequence);
                     if (!record.isBulk)
                         target.dropCovered(record.entry);
                     (void)target.appendEntry(record.entry, record.values);
@@ -379,7 +394,6 @@ void CAudioParamCollector::addChange(CAudioParam& param, const CAudioParamChange
         KEL_LOG("param change lost: out of memory");
         return;
     }
-    drainLaneLocked(*pending);
     if (!pending->addChange(param, change, sequence, elementSize, !isBulkUpdate()))
         KEL_LOG("param change lost: out of memory");
     publishLocked(pending);
@@ -398,7 +412,6 @@ void CAudioParamCollector::commitChanges(CBatch& batch)
             batch.packet.clear();
             return;
         }
-        drainLaneLocked(*pending);
         if (!pending->merge(batch.packet, !isBulkUpdate()))
             KEL_LOG("param batch cut short: out of memory");
         publishLocked(pending);
@@ -426,6 +439,8 @@ void CAudioParamCollector::publishChange(CAudioParam& param, const CAudioParamCh
 const CAudioParamCollector::CPacket* CAudioParamCollector::takeChanges()
 {
     CPacket* taken = mailbox.exchange(nullptr, std::memory_order_acq_rel);
+    if (taken)
+        dropStale(*taken);
     if (lane.isEmpty())
         return taken;
     if (taken)

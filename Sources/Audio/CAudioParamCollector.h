@@ -34,9 +34,11 @@ struct CAudioParamChange;
 //
 // A setter's change of a few reals (a host's automation, a knob) takes the fast lane instead: a
 // queue of fixed records, sized at construction, filled without a lock, so that a setter called
-// on the audio thread takes no lock but its parameter's. The audio side moves the lane's records
-// behind the packet it takes; the changing side moves them into the pending packet before it adds
-// anything there itself, so that every parameter's changes reach the audio side in order.
+// on the audio thread takes no lock but its parameter's. Only the audio side takes from the lane,
+// and it moves the lane's records behind the packet it takes. The two roads may deliver a
+// parameter's changes out of order (a lane record taken in one block, an older packet entry in
+// the next): the audio side drops every change older than the newest it took of that parameter,
+// by the setter's sequence numbers.
 //
 // The instance's tree owns the collector (tag audio:param-collector; attribute `env` names the
 // audio environment). Lock order: registry, collector name table, parameter; the packet lock is
@@ -231,10 +233,11 @@ private:
     // or fresh from the pool (null when out of memory); publishLocked puts it back.
     CPacket* openPendingLocked();
     void publishLocked(CPacket* pending);
-    // Moves the lane's records into pending, before a change of the packet road joins it.
-    void drainLaneLocked(CPacket& pending);
-    // Moves records into target while it has room for one more without growing.
+    // Moves records into target while it has room for one more without growing. [audio side]
     void drainLane(CPacket& target);
+    // Drops the entries older than the newest change the audio side took of their parameter,
+    // and notes the others as taken. [audio side]
+    static void dropStale(CPacket& taken);
     static void freePacketChain(CPacket* chain);
 
     CAudioEnv* env = nullptr;

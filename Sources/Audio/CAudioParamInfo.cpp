@@ -251,8 +251,15 @@ CError* CAudioParamInfo::parseDefValues(const CString& text)
         const uint16_t unit = pos < length ? text.getUnit(pos) : ';';
         if (unit != '*' && unit != ',' && unit != ';')
             continue;
+        // An empty text gives no value; an empty piece anywhere else ("1,,2") is an error, not
+        // the end of the list.
         if (pos == pieceStart)
-            break;
+        {
+            if (length == 0)
+                break;
+            return KEL_ERROR("@kelstr_CAudioParamInfo_parseDefValues_Error Default values parsing "
+                             "error.");
+        }
         const CString piece = text.substring(pieceStart, pos - pieceStart);
         pieceStart = pos + 1;
         if (element >= elementSize)

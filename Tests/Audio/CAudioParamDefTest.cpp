@@ -176,15 +176,16 @@ TEST_F(CAudioParamDefTest, DefaultValuesFollowTheSeparatorGrammar)
     const Case cases[] = {
         {"1", "1,2;3", "", "1.00 2.00", "3.00"},
         {"1", "4", "", "4.00", ""},
-        {"1", "4;", "", "4.00", ""},
-        {"1", "1,,2", "", "1.00", ""},
+        // An empty piece is an error wherever it stands, a trailing separator's too.
+        {"1", "4;", "Default values parsing error.", "", ""},
+        {"1", "1,,2", "Default values parsing error.", "", ""},
         {"2", "1*2,3*4;5*6", "", "1.00 2.00 3.00 4.00", "5.00 6.00"},
         {"1", "1*2", "Default values parsing error.", "", ""},
         {"1", "1,x", "Default values parsing error.", "", ""},
         {"2", "1*2,3", "Not enough default elements at pos 5.", "", ""},
         {"2", "1;3*4", "Not enough default elements at pos 1.", "", ""},
         {"1", "", "No default values specified.", "", ""},
-        {"1", ";1", "No default values specified.", "", ""},
+        {"1", ";1", "Default values parsing error.", "", ""},
     };
     for (const Case& c : cases)
     {
