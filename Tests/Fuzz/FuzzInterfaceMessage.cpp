@@ -25,6 +25,7 @@
 #include "Audio/CAudioParamRegistryCreators.h"
 #include "Audio/CAudioProcessCreators.h"
 #include "Core/CAllocator.h"
+#include "Core/Platform/CRunLoop.h"
 #include "Core/CObject.h"
 #include "Core/CSystem.h"
 
@@ -183,6 +184,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (size < 1)
         return 0;
     buildSharedTree();
+    // The client connector wakes its thread through the thread's run loop, which lives as long
+    // as the thread: made before the count, it is not taken for a leak of the first input.
+    KEL_FUZZ_CHECK(CRunLoop::forThisThread() != nullptr);
     const int64_t liveBefore = CAllocator::liveBlocks();
     run(data, size);
     KEL_FUZZ_CHECK(CAllocator::liveBlocks() == liveBefore);
