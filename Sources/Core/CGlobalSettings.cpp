@@ -1,5 +1,7 @@
 #include "Core/CGlobalSettings.h"
 
+#include <cmath>
+
 namespace kel
 {
 
@@ -25,6 +27,21 @@ CGlobalSettings::CValues& CGlobalSettings::values()
 {
     static CValues record;
     return record;
+}
+
+double CGlobalSettings::dragStepOf(double dragPrecision)
+{
+    return 0.05 * std::pow(0.02, dragPrecision);
+}
+
+double CGlobalSettings::wheelStepOf(double wheelPrecision)
+{
+    return 0.2 * std::pow(0.025, wheelPrecision);
+}
+
+double CGlobalSettings::shiftFactorOf(double shiftPrecision)
+{
+    return 1.0 / (1.5 * std::pow(20.0 / 3.0, shiftPrecision));
 }
 
 // A value that does not convert keeps the record's present one.
@@ -53,12 +70,17 @@ CError* CGlobalSettings::attrBuiltinRefresh()
 CError* CGlobalSettings::attrDragPrecision()
 {
     copyDouble("drag-precision", values().dragPrecision);
+    values().dragStep.store(dragStepOf(values().dragPrecision.load(std::memory_order_relaxed)),
+                            std::memory_order_relaxed);
     return nullptr;
 }
 
 CError* CGlobalSettings::attrMouseWheelPrecision()
 {
     copyDouble("mouse-wheel-precision", values().mouseWheelPrecision);
+    values().wheelStep.store(
+        wheelStepOf(values().mouseWheelPrecision.load(std::memory_order_relaxed)),
+        std::memory_order_relaxed);
     return nullptr;
 }
 
@@ -80,6 +102,9 @@ CError* CGlobalSettings::attrRadialKnobMode()
 CError* CGlobalSettings::attrShiftKeyPrecision()
 {
     copyDouble("shift-key-precision", values().shiftKeyPrecision);
+    values().shiftFactor.store(
+        shiftFactorOf(values().shiftKeyPrecision.load(std::memory_order_relaxed)),
+        std::memory_order_relaxed);
     return nullptr;
 }
 

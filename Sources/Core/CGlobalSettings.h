@@ -25,7 +25,19 @@ public:
         std::atomic<bool> showKnobLabels{true};
         std::atomic<bool> showVirtualKeyboard{true};
         std::atomic<bool> tabletMode{false};
+        // The drag constants made from the three precisions (see the functions below), kept in
+        // step by the precisions' handlers; the initial values are those of the defaults.
+        std::atomic<double> dragStep{0.05 * 0.043734482957731115};
+        std::atomic<double> wheelStep{0.2 * 0.15811388300841897};
+        std::atomic<double> shiftFactor{1.0 / (1.5 * 2.581988897471611)};
     };
+
+    // Normalised value per pixel of drag: 0.05 * 0.02^precision.
+    static double dragStepOf(double dragPrecision);
+    // Normalised step per wheel unit: 0.2 * 0.025^precision.
+    static double wheelStepOf(double wheelPrecision);
+    // Factor on motion while Shift is held: 1 / (1.5 * (20/3)^precision).
+    static double shiftFactorOf(double shiftPrecision);
 
     static void registerClass(CClassInfo& info);
     static CValues& values();

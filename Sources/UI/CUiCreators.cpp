@@ -3,11 +3,19 @@
 #include "UI/Controls/CFrame.h"
 #include "UI/Controls/CPicture.h"
 #include "UI/Controls/CWindowDrag.h"
+#include "UI/Params/CParamBridgeAudio.h"
+#include "UI/Params/CParamGroupSelector.h"
+#include "UI/Params/CUIParam.h"
+#include "UI/Params/CUIParamController.h"
 #include "UI/Resources/CBrushSetObject.h"
 #include "UI/Resources/CFontObject.h"
 #include "UI/Resources/CImageSetObject.h"
 #include "UI/Resources/CPaletteObject.h"
 #include "UI/Views/CView.h"
+#include "UI/Views/CViewColorSlot.h"
+#include "UI/Views/CViewCommand.h"
+#include "UI/Views/CViewState.h"
+#include "UI/Views/CViewStateSwitch.h"
 #include "UI/Windows/CWindow.h"
 #include "UI/Windows/CWindowSharedData.h"
 
@@ -22,8 +30,16 @@ CError* CUiCreators::registerAll()
         CCreatorRow::of<CImageSetObject>("imageset"),
         CCreatorRow::of<CPaletteObject>("palette"),
         CCreatorRow::of<CFrame>("ui:frame"),
+        CCreatorRow::of<CParamBridgeAudio>("ui:param-bridge"),
+        CCreatorRow::of<CParamGroupSelector>("ui:param-group-selector"),
         CCreatorRow::of<CPicture>("ui:picture"),
+        CCreatorRow::of<CUIParam>("ui:ui-param"),
+        CCreatorRow::of<CUIParamController>("ui:ui-param-controller"),
         CCreatorRow::of<CView>("ui:view"),
+        CCreatorRow::of<CViewColorSlot>("ui:view-color-slot"),
+        CCreatorRow::of<CViewCommand>("ui:view-command"),
+        CCreatorRow::of<CViewState>("ui:view-state"),
+        CCreatorRow::of<CViewStateSwitch>("ui:view-state-switch"),
         CCreatorRow::of<CWindowDrag>("ui:window-drag"),
         CCreatorRow::of<CWindow>("ui:window-renderer"),
         CCreatorRow::of<CWindowSharedData>("ui:window-shared-data"),
