@@ -2,6 +2,7 @@
 #include "Audio/CAudioInterfaceTestTree.h"
 #include "Core/Platform/CLock.h"
 #include "Core/Platform/CThisThread.h"
+#include "Support/CErrorText.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +11,7 @@
 
 using kel::CString;
 using kel::ifacetest::CRecordingParamListener;
-using kel::ifacetest::takeMessage;
+using kel::test::CErrorText;
 
 namespace
 {
@@ -30,10 +31,10 @@ TEST_F(CAudioInterfaceConcurrency, ClientAudioAndHostThreadsRunTogetherWithoutDe
     CUi ui = makeUi();
     CRecordingParamListener gainKnob;
     CRecordingParamListener freqKnob;
-    ASSERT_EQ(takeMessage(ui.client->addParamListener(
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
                   &gainKnob, CString("plugin.modMain.modZumbelModule.gain"))),
               "");
-    ASSERT_EQ(takeMessage(ui.client->addParamListener(
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
                   &freqKnob, CString("plugin.modMain.modZumbelModule.freq"))),
               "");
     ASSERT_EQ(ui.pump(), "");
@@ -96,18 +97,23 @@ TEST_F(CAudioInterfaceConcurrency, ClientAudioAndHostThreadsRunTogetherWithoutDe
     {
         int32_t recordId = 0;
         clientErrors +=
-            takeMessage(ui.client->openUndoRecord(CString("Drag"), true, 7, recordId)).empty() ? 0
-                                                                                               : 1;
+            CErrorText::takeMessage(ui.client->openUndoRecord(CString("Drag"), true, 7, recordId))
+                    .empty()
+                ? 0
+                : 1;
         for (int k = 0; k < kValuesPerGesture; ++k)
         {
             const double gainLin = 0.1 + 0.01 * k;
-            clientErrors +=
-                takeMessage(ui.client->setParamValue(&gainKnob, 0, 0, gainLin, recordId)).empty()
-                    ? 0
-                    : 1;
+            clientErrors += CErrorText::takeMessage(
+                                ui.client->setParamValue(&gainKnob, 0, 0, gainLin, recordId))
+                                    .empty()
+                                ? 0
+                                : 1;
         }
         clientErrors +=
-            takeMessage(ui.client->closeUndoRecord(recordId, CString("Gain"))).empty() ? 0 : 1;
+            CErrorText::takeMessage(ui.client->closeUndoRecord(recordId, CString("Gain"))).empty()
+                ? 0
+                : 1;
         // The UI thread's timer: hand over what the audio side sent.
         clientErrors += ui.pump().empty() ? 0 : 1;
     }

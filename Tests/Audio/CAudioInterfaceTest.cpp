@@ -9,6 +9,8 @@
 #include "Core/CNotifyServer.h"
 #include "Core/Platform/CRunLoop.h"
 #include "Core/Platform/CTickClock.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -22,8 +24,8 @@ using kel::CString;
 using kel::ifacetest::CInterfaceTest;
 using kel::ifacetest::CRecordingParamListener;
 using kel::ifacetest::CRecordingRegistryListener;
-using kel::ifacetest::takeMessage;
-using kel::ifacetest::text;
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace
 {
@@ -33,27 +35,27 @@ std::vector<uint8_t> message(int32_t type, std::vector<int32_t> ints = {},
                              const char* textField = nullptr)
 {
     CMemoryWriteBuffer out(64);
-    EXPECT_EQ(takeMessage(out.writeInt32(type)), "");
+    EXPECT_EQ(CErrorText::takeMessage(out.writeInt32(type)), "");
     if (textField)
     {
-        EXPECT_EQ(takeMessage(out.writeString(CString(textField))), "");
+        EXPECT_EQ(CErrorText::takeMessage(out.writeString(CString(textField))), "");
     }
     for (int32_t value : ints)
-        EXPECT_EQ(takeMessage(out.writeInt32(value)), "");
+        EXPECT_EQ(CErrorText::takeMessage(out.writeInt32(value)), "");
     return std::vector<uint8_t>(out.getData(), out.getData() + out.getSize());
 }
 
 std::vector<uint8_t> savedBytes(const kel::CAudioPreset& preset)
 {
     CMemoryWriteBuffer out(256);
-    EXPECT_EQ(takeMessage(preset.save(out)), "");
+    EXPECT_EQ(CErrorText::takeMessage(preset.save(out)), "");
     return std::vector<uint8_t>(out.getData(), out.getData() + out.getSize());
 }
 
 std::vector<uint8_t> savedBytes(const kel::CAudioPresetBank& bank)
 {
     CMemoryWriteBuffer out(256);
-    EXPECT_EQ(takeMessage(bank.save(out)), "");
+    EXPECT_EQ(CErrorText::takeMessage(bank.save(out)), "");
     return std::vector<uint8_t>(out.getData(), out.getData() + out.getSize());
 }
 
@@ -62,7 +64,7 @@ class CAudioInterfaceTest : public CInterfaceTest
 protected:
     std::string sendRaw(const CUi& ui, const std::vector<uint8_t>& bytes)
     {
-        return takeMessage(ui.connector->sendToBase(bytes.data(), bytes.size()));
+        return CErrorText::takeMessage(ui.connector->sendToBase(bytes.data(), bytes.size()));
     }
 };
 
@@ -88,13 +90,13 @@ TEST_F(CAudioInterfaceTest, FaultyClientMessagesAreRejectedAndTheNextOneWorks)
 
     // A change record that does not hold what it declares, then a good one.
     CRecordingParamListener knob;
-    ASSERT_EQ(takeMessage(ui.client->addParamListener(
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
                   &knob, CString(fullName(kel::ifacetest::kBoundLeaves[0]).c_str()))),
               "");
     EXPECT_EQ(ui.pump(), "");
     std::vector<uint8_t> bad = message(CAudioInterfaceMessage::kSetValues, {1, 0, 0, 0, 5, 0});
     EXPECT_NE(sendRaw(ui, bad), "");
-    ASSERT_EQ(takeMessage(ui.client->setParamValue(&knob, 0, 0, 0.5)), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->setParamValue(&knob, 0, 0, 0.5)), "");
     EXPECT_EQ(param("modZumbelModule.gain").getValue(0, 0), 0.5);
 }
 
@@ -102,8 +104,9 @@ TEST_F(CAudioInterfaceTest, MissingBaseOrClientIsReportedByTheirConnectors)
 {
     auto* lonely = new kel::CAudioInterfaceBaseConnectorVST();
     const std::vector<uint8_t> question = message(CAudioInterfaceMessage::kGetGroupCount, {1});
-    EXPECT_EQ(takeMessage(lonely->processClientData(1, question.data(), question.size())),
-              "No base object defined.");
+    EXPECT_EQ(
+        CErrorText::takeMessage(lonely->processClientData(1, question.data(), question.size())),
+        "No base object defined.");
     kel::CObject::destroyObject(lonely);
 
     CUi ui = makeUi();
@@ -130,7 +133,7 @@ TEST_F(CAudioInterfaceTest, LateSubscriberGetsTheDefinitionThenOneChangePerGroup
 
     CUi ui = makeUi();
     CRecordingParamListener knob;
-    ASSERT_EQ(takeMessage(ui.client->addParamListener(
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
                   &knob, CString(fullName("modZumbelModule.gain").c_str()))),
               "");
     EXPECT_TRUE(knob.log.empty()) << "nothing before the queue is handled";
@@ -146,7 +149,7 @@ TEST_F(CAudioInterfaceTest, AFullQueueLosesMessagesAndTheClientCatchesUpWithTheL
     kel::CAudioParam& gain = param("modZumbelModule.gain");
     CUi ui = makeUi();
     CRecordingParamListener knob;
-    ASSERT_EQ(takeMessage(ui.client->addParamListener(
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
                   &knob, CString(fullName("modZumbelModule.gain").c_str()))),
               "");
     EXPECT_EQ(ui.pump(), "");
@@ -180,9 +183,10 @@ TEST_F(CAudioInterfaceTest, TheAudioThreadsChangeMessageIsTheOneTheStreamWriterM
     change.values = values;
     change.isReplacing = true;
     CMemoryWriteBuffer stream(64);
-    ASSERT_EQ(takeMessage(stream.writeInt32(CAudioInterfaceMessage::kParamChange)), "");
-    ASSERT_EQ(takeMessage(stream.writeInt32(17)), "");
-    ASSERT_EQ(takeMessage(CAudioInterfaceMessage::writeChange(stream, change, 2, 0)), "");
+    ASSERT_EQ(CErrorText::takeMessage(stream.writeInt32(CAudioInterfaceMessage::kParamChange)), "");
+    ASSERT_EQ(CErrorText::takeMessage(stream.writeInt32(17)), "");
+    ASSERT_EQ(CErrorText::takeMessage(CAudioInterfaceMessage::writeChange(stream, change, 2, 0)),
+              "");
     uint8_t bytes[112];
     const size_t size =
         CAudioInterfaceMessage::writeParamChange(bytes, sizeof(bytes), 17, change, 2, 0);
@@ -201,12 +205,13 @@ TEST_F(CAudioInterfaceTest, DefinitionChangeSendsTheDefinitionAndNoChangeForIt)
     CUi ui = makeUi();
     CRecordingParamListener knob;
     // Not bound yet: nothing to tell.
-    ASSERT_EQ(takeMessage(ui.client->addParamListener(
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
                   &knob, CString(fullName("modZumbelModule.duration").c_str()))),
               "");
     EXPECT_EQ(ui.pump(), "");
     EXPECT_TRUE(knob.log.empty());
-    EXPECT_NE(takeMessage(ui.client->setParamValue(&knob, 0, 0, 1.0)), "") << "no layout yet";
+    EXPECT_NE(CErrorText::takeMessage(ui.client->setParamValue(&knob, 0, 0, 1.0)), "")
+        << "no layout yet";
 
     bind("modZumbelModule.duration");
     kel::CAudioParamStorage values;
@@ -228,16 +233,16 @@ TEST_F(CAudioInterfaceTest, ChangeByOneClientReachesOnlyTheOther)
     CRecordingParamListener firstLabel;
     CRecordingParamListener secondKnob;
     const CString name(fullName("modZumbelModule.freq").c_str());
-    ASSERT_EQ(takeMessage(first.client->addParamListener(&firstKnob, name)), "");
-    ASSERT_EQ(takeMessage(first.client->addParamListener(&firstLabel, name)), "");
-    ASSERT_EQ(takeMessage(second.client->addParamListener(&secondKnob, name)), "");
+    ASSERT_EQ(CErrorText::takeMessage(first.client->addParamListener(&firstKnob, name)), "");
+    ASSERT_EQ(CErrorText::takeMessage(first.client->addParamListener(&firstLabel, name)), "");
+    ASSERT_EQ(CErrorText::takeMessage(second.client->addParamListener(&secondKnob, name)), "");
     EXPECT_EQ(first.pump(), "");
     EXPECT_EQ(second.pump(), "");
     firstKnob.log.clear();
     firstLabel.log.clear();
     secondKnob.log.clear();
 
-    ASSERT_EQ(takeMessage(first.client->setParamValue(&firstKnob, 0, 0, 1234.0)), "");
+    ASSERT_EQ(CErrorText::takeMessage(first.client->setParamValue(&firstKnob, 0, 0, 1234.0)), "");
     EXPECT_EQ(param("modZumbelModule.freq").getValue(0, 0), 1234.0);
     EXPECT_EQ(first.connector->getQueuedCount(), 0) << "no echo to the client that changed it";
     EXPECT_EQ(firstLabel.log, std::vector<std::string>{"change 0"}) << "its other listener hears";
@@ -261,42 +266,47 @@ TEST_F(CAudioInterfaceTest, KnobGestureMakesOneUndoRecordUnderTheClosingLabel)
 {
     CUi ui = makeUi();
     CRecordingParamListener knob;
-    ASSERT_EQ(takeMessage(ui.client->addParamListener(
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
                   &knob, CString(fullName("modZumbelModule.gain").c_str()))),
               "");
-    ASSERT_EQ(takeMessage(ui.client->requestUndoHistory()), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->requestUndoHistory()), "");
     EXPECT_EQ(ui.pump(), "");
     const double before = param("modZumbelModule.gain").getValue(0, 0);
 
     int32_t recordId = 0;
-    ASSERT_EQ(takeMessage(ui.client->openUndoRecord(CString("Drag"), false, -1, recordId)), "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(ui.client->openUndoRecord(CString("Drag"), false, -1, recordId)),
+        "");
     for (int i = 1; i <= 40; ++i)
-        ASSERT_EQ(takeMessage(ui.client->setParamValue(&knob, 0, 0, i / 50.0, recordId)), "");
+        ASSERT_EQ(
+            CErrorText::takeMessage(ui.client->setParamValue(&knob, 0, 0, i / 50.0, recordId)), "");
     EXPECT_EQ(base->getHistoryCount(), 0) << "the record stays open until closed";
-    ASSERT_EQ(takeMessage(ui.client->closeUndoRecord(recordId, CString("Gain"))), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->closeUndoRecord(recordId, CString("Gain"))), "");
     EXPECT_EQ(ui.pump(), "");
 
     kel::CArray<CString> labels;
     int cursor = -1;
     ui.client->getUndoHistory(labels, cursor);
     ASSERT_EQ(labels.getCount(), 2);
-    EXPECT_EQ(text(labels[1]), "Gain");
+    EXPECT_EQ(CUtf8::of(labels[1]), "Gain");
     EXPECT_EQ(cursor, 1);
     EXPECT_EQ(base->getHistoryCount(), 1);
 
-    ASSERT_EQ(takeMessage(ui.client->moveUndoHistory(0)), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->moveUndoHistory(0)), "");
     EXPECT_EQ(param("modZumbelModule.gain").getValue(0, 0), before) << "one step undoes it all";
-    ASSERT_EQ(takeMessage(ui.client->moveUndoHistory(1)), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->moveUndoHistory(1)), "");
     EXPECT_EQ(param("modZumbelModule.gain").getValue(0, 0), 40 / 50.0);
     EXPECT_EQ(ui.pump(), "");
     ui.client->getUndoHistory(labels, cursor);
     EXPECT_EQ(cursor, 1);
 
     // A dropped record leaves the values and makes no entry.
-    ASSERT_EQ(takeMessage(ui.client->openUndoRecord(CString("Drag"), false, -1, recordId)), "");
-    ASSERT_EQ(takeMessage(ui.client->setParamValue(&knob, 0, 0, 0.1, recordId)), "");
-    ASSERT_EQ(takeMessage(ui.client->dropUndoRecord(recordId)), "");
-    ASSERT_EQ(takeMessage(ui.client->closeUndoRecord(recordId, CString("Late"))), "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(ui.client->openUndoRecord(CString("Drag"), false, -1, recordId)),
+        "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->setParamValue(&knob, 0, 0, 0.1, recordId)), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->dropUndoRecord(recordId)), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->closeUndoRecord(recordId, CString("Late"))), "");
     EXPECT_EQ(base->getHistoryCount(), 1);
     EXPECT_EQ(param("modZumbelModule.gain").getValue(0, 0), 0.1);
 }
@@ -309,17 +319,18 @@ TEST_F(CAudioInterfaceTest, AcquirePresetWaitsForTheAnswerAndMatchesTheBase)
         param("modZumbelModule.freq").setValue(0, 0, 777.0, context);
     }
     kel::CAudioPreset fromClient;
-    ASSERT_EQ(takeMessage(ui.client->acquirePreset(CString("param-registry"), false, -1, -1, false,
-                                                   fromClient)),
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->acquirePreset(CString("param-registry"), false, -1,
+                                                               -1, false, fromClient)),
               "");
     kel::CMemoryWriteBuffer direct(256);
-    ASSERT_EQ(takeMessage(registry->acquirePreset(false, -1, -1, direct, false)), "");
+    ASSERT_EQ(CErrorText::takeMessage(registry->acquirePreset(false, -1, -1, direct, false)), "");
     const std::vector<uint8_t> expected(direct.getData(), direct.getData() + direct.getSize());
     EXPECT_EQ(savedBytes(fromClient), expected);
     EXPECT_GT(fromClient.getEntryCount(), 0);
 
     kel::CAudioPresetBank bank;
-    ASSERT_EQ(takeMessage(ui.client->acquireBank(CString("param-registry"), true, false, bank)),
+    ASSERT_EQ(CErrorText::takeMessage(
+                  ui.client->acquireBank(CString("param-registry"), true, false, bank)),
               "");
     kel::CAudioPresetBank factory;
     registry->copyBank(true, factory);
@@ -327,9 +338,9 @@ TEST_F(CAudioInterfaceTest, AcquirePresetWaitsForTheAnswerAndMatchesTheBase)
     EXPECT_GT(bank.getCount(), 1);
 
     // A failure is answered too, and comes back as the caller's error.
-    EXPECT_EQ(
-        takeMessage(ui.client->acquirePreset(CString("nowhere"), false, -1, -1, false, fromClient)),
-        "Preset not available: No param registry object 'nowhere' found.");
+    EXPECT_EQ(CErrorText::takeMessage(
+                  ui.client->acquirePreset(CString("nowhere"), false, -1, -1, false, fromClient)),
+              "Preset not available: No param registry object 'nowhere' found.");
     EXPECT_EQ(ui.connector->getQueuedCount(), 0);
 }
 
@@ -341,10 +352,10 @@ TEST_F(CAudioInterfaceTest, StateQuestionsAreAnsweredWithTheUpdatedValues)
     base->updateInternalChannelCount(8);
     // Connected after the updates: it has to ask.
     CUi ui = makeUi();
-    ASSERT_EQ(takeMessage(ui.client->requestInternalChannelCount()), "");
-    ASSERT_EQ(takeMessage(ui.client->requestGroupCount()), "");
-    ASSERT_EQ(takeMessage(ui.client->requestIOChannelCounts()), "");
-    ASSERT_EQ(takeMessage(ui.client->requestSampleRate()), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->requestInternalChannelCount()), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->requestGroupCount()), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->requestIOChannelCounts()), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->requestSampleRate()), "");
     EXPECT_EQ(ui.connector->getQueuedCount(), 4);
     EXPECT_EQ(ui.pump(), "");
     EXPECT_EQ(ui.client->getSampleRate(), 48000.0);
@@ -368,22 +379,25 @@ TEST_F(CAudioInterfaceTest, RegistrySubscriberHearsThePresetListAfterEachChange)
 {
     CUi ui = makeUi();
     CRecordingRegistryListener presets;
-    ASSERT_EQ(takeMessage(ui.client->addRegistryListener(&presets, CString("param-registry"))), "");
+    ASSERT_EQ(CErrorText::takeMessage(
+                  ui.client->addRegistryListener(&presets, CString("param-registry"))),
+              "");
     EXPECT_EQ(ui.pump(), "");
     EXPECT_EQ(presets.calls, 1);
     EXPECT_EQ(presets.count, registry->getSessionCount());
 
-    ASSERT_EQ(takeMessage(ui.client->selectPreset(CString("param-registry"), 2)), "");
-    ASSERT_EQ(takeMessage(ui.client->setPresetName(CString("param-registry"), 2, CString("Mine"))),
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->selectPreset(CString("param-registry"), 2)), "");
+    ASSERT_EQ(CErrorText::takeMessage(
+                  ui.client->setPresetName(CString("param-registry"), 2, CString("Mine"))),
               "");
     EXPECT_EQ(ui.pump(), "");
     EXPECT_EQ(registry->getCurrentIndex(), 2);
     EXPECT_EQ(presets.current, 2);
     EXPECT_EQ(presets.name, "Mine");
 
-    ASSERT_EQ(takeMessage(ui.client->removeRegistryListener(&presets)), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->removeRegistryListener(&presets)), "");
     const int calls = presets.calls;
-    ASSERT_EQ(takeMessage(ui.client->selectPreset(CString("param-registry"), 1)), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->selectPreset(CString("param-registry"), 1)), "");
     EXPECT_EQ(ui.pump(), "");
     EXPECT_EQ(presets.calls, calls);
 }
@@ -393,7 +407,7 @@ TEST_F(CAudioInterfaceTest, LeavingClientIsForgottenAndTheOthersGetClearWhenTheB
     CUi leaving = makeUi();
     CUi staying = makeUi();
     CRecordingParamListener knob;
-    ASSERT_EQ(takeMessage(leaving.client->addParamListener(
+    ASSERT_EQ(CErrorText::takeMessage(leaving.client->addParamListener(
                   &knob, CString(fullName("modZumbelModule.gain").c_str()))),
               "");
     EXPECT_EQ(base->getClientCount(), 2);
@@ -441,8 +455,8 @@ TEST_F(CAudioInterfaceTest, VisualQuestionsAreAnsweredAndBlocksAdvanceTheFrameCo
     } log;
     ui.client->setVizProcessor(&log);
     int32_t requestId = 0;
-    ASSERT_EQ(takeMessage(ui.client->requestVizSlots(requestId)), "");
-    ASSERT_EQ(takeMessage(ui.client->requestVizInfo(3)), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->requestVizSlots(requestId)), "");
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->requestVizInfo(3)), "");
     EXPECT_EQ(ui.pump(), "");
     EXPECT_EQ(log.slotsId, requestId);
     EXPECT_EQ(log.slotCount, 0);
@@ -462,7 +476,7 @@ TEST_F(CAudioInterfaceTest, MessagesFromAnyThreadReachTheClientThroughItsEventBr
     kel::CApplication::getNotifyServer().install();
     CUi ui = makeUi(true, true);
     CRecordingParamListener knob;
-    ASSERT_EQ(takeMessage(ui.client->addParamListener(
+    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
                   &knob, CString(fullName("modZumbelModule.period").c_str()))),
               "");
     auto pumpUntil = [](const std::function<bool()>& done)

@@ -24,8 +24,10 @@
 #include "Core/CStdEventBridge.h"
 #include "Core/CSystem.h"
 #include "Core/Platform/CRunLoop.h"
+#include "Support/CErrorText.h"
 #include "Support/CTempFolder.h"
 #include "Support/CTreeBlobWriter.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -37,9 +39,6 @@ namespace kel
 {
 namespace ifacetest
 {
-
-using processtest::takeMessage;
-using processtest::text;
 
 // What a UI-side parameter listener heard: "info" for a definition, "change <group>" for a
 // change, with the values of the last change.
@@ -73,7 +72,7 @@ public:
         ++calls;
         current = currentIndex;
         count = names.getCount();
-        name = text(currentName);
+        name = test::CUtf8::of(currentName);
     }
 
     int calls = 0;
@@ -95,8 +94,8 @@ protected:
     void SetUp() override
     {
         processtest::ensureCreators();
-        ASSERT_EQ(takeMessage(registerAudioParamRegistryCreators()), "");
-        ASSERT_EQ(takeMessage(registerAudioExtParamCreators()), "");
+        ASSERT_EQ(test::CErrorText::takeMessage(registerAudioParamRegistryCreators()), "");
+        ASSERT_EQ(test::CErrorText::takeMessage(registerAudioExtParamCreators()), "");
         delete registerAudioInterfaceCreators();
         previousTable = CResourceTable::getInstalled();
         CResourceTable::install(resources::kResourceTable);
@@ -109,7 +108,7 @@ protected:
         if (!CObject::hasCreator(CString("ui:ui-event-bridge")))
         {
             static const CCreatorRow row = CCreatorRow::of<CStdEventBridge>("ui:ui-event-bridge");
-            ASSERT_EQ(takeMessage(CObject::registerCreators(&row, 1)), "");
+            ASSERT_EQ(test::CErrorText::takeMessage(CObject::registerCreators(&row, 1)), "");
         }
         liveBefore = CAllocator::liveBlocks();
         buildInstance();
@@ -162,7 +161,9 @@ protected:
             .attr("param-name", "plugin.modMain.modZumbelModule.gain");
         blob = CTreeBlobWriter::write(top);
         root = new CObject();
-        ASSERT_EQ(takeMessage(root->loadFromMemory(blob.data(), blob.size(), true)), "");
+        ASSERT_EQ(
+            test::CErrorText::takeMessage(root->loadFromMemory(blob.data(), blob.size(), true)),
+            "");
         collector = dynamic_cast<CAudioParamCollector*>(root->findObject("plugin.param-collector"));
         base = dynamic_cast<CAudioInterfaceBase*>(root->findObject("plugin.interface-base"));
         baseConnector = dynamic_cast<CAudioInterfaceBaseConnectorVST*>(
@@ -199,7 +200,7 @@ protected:
         CAudioInterfaceClient* client = nullptr;
 
         // Hands the queued messages to the client; the error text of the first faulty one.
-        std::string pump() { return takeMessage(connector->processBaseData()); }
+        std::string pump() { return test::CErrorText::takeMessage(connector->processBaseData()); }
     };
 
     // A UI tree joined to the instance's base connector. With a bridge, connector and client
@@ -216,8 +217,8 @@ protected:
         CUi made;
         made.root = new CObject();
         uiRoots.push_back(made.root);
-        EXPECT_EQ(takeMessage(made.root->loadFromMemory(uiBlobs.back().data(),
-                                                        uiBlobs.back().size(), true)),
+        EXPECT_EQ(test::CErrorText::takeMessage(made.root->loadFromMemory(
+                      uiBlobs.back().data(), uiBlobs.back().size(), true)),
                   "");
         const std::string at = withBridge ? "ui.bridge." : "ui.";
         made.connector = dynamic_cast<CAudioInterfaceClientConnectorVST*>(

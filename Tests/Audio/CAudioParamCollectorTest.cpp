@@ -8,6 +8,7 @@
 #include "Core/Platform/CLock.h"
 #include "Core/Platform/CThisThread.h"
 #include "Support/CMallocCounter.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -22,7 +23,7 @@ using kel::CAudioParamCollector;
 using kel::CAudioParamContext;
 using kel::CAudioParamDef;
 using kel::CString;
-using kel::processtest::text;
+using kel::test::CUtf8;
 
 namespace
 {
@@ -62,7 +63,7 @@ protected:
         for (int i = 0; packet && i < packet->getEntryCount(); ++i)
         {
             const auto& entry = packet->getEntry(i);
-            std::string leaf = text(entry.param->getFullName());
+            std::string leaf = CUtf8::of(entry.param->getFullName());
             leaf = leaf.substr(leaf.rfind('.') + 1);
             out += (out.empty() ? "" : " ") + leaf + ":" + std::to_string(entry.group) + "=" +
                    std::to_string(static_cast<int>(packet->getValues(entry)[0]));
@@ -83,7 +84,7 @@ public:
     bool isEnumeratedClaimer() const override { return isEnum; }
     bool claimParam(CAudioParam& param) override
     {
-        const std::string name = text(param.getFullName());
+        const std::string name = CUtf8::of(param.getFullName());
         if (name.size() <= prefix.size() || name.compare(0, prefix.size(), prefix) != 0)
             return false;
         claimed.push_back(name);

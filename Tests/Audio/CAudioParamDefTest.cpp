@@ -5,6 +5,8 @@
 #include "Audio/CAudioParamScopeDef.h"
 #include "Audio/Converters/CAudioParamConverter.h"
 #include "Audio/Converters/CParamTestTree.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +17,8 @@ using kel::CAudioParamInfo;
 using kel::CAudioParamStorage;
 using kel::CString;
 using kel::CTreeBlobWriter;
-using kel::paramtest::text;
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace
 {
@@ -41,7 +44,7 @@ protected:
         {
             CString number;
             kel::CAudioParamConverter::appendFixed(number, storage.getGroupValues(group)[i], 2);
-            out += (i ? " " : "") + text(number);
+            out += (i ? " " : "") + CUtf8::of(number);
         }
         return out;
     }
@@ -65,9 +68,9 @@ TEST_F(CAudioParamDefTest, ReadsLayoutNamesFlagsLimitsAndDefaults)
     const CAudioParamInfo& info = loadedInfo();
     EXPECT_EQ(info.getElementSize(), 1);
     EXPECT_FALSE(info.isString());
-    EXPECT_EQ(text(info.getLeafName()), "p");
-    EXPECT_EQ(text(info.getVisualName()), "Signal gain");
-    EXPECT_EQ(text(info.getRegistryName()), "param-registry-io");
+    EXPECT_EQ(CUtf8::of(info.getLeafName()), "p");
+    EXPECT_EQ(CUtf8::of(info.getVisualName()), "Signal gain");
+    EXPECT_EQ(CUtf8::of(info.getRegistryName()), "param-registry-io");
     EXPECT_TRUE(info.isDiscrete());
     EXPECT_FALSE(info.isSingleGroup());
     EXPECT_EQ(info.getConverter(0), &converter("gain"));
@@ -221,7 +224,7 @@ TEST_F(CAudioParamDefTest, StringParametersTakeTheirTextsIntoTheTable)
     EXPECT_EQ(info.getMax(0), 8388608.0);
     ASSERT_EQ(info.getDefaults().getGroupCount(), 1);
     EXPECT_EQ(info.getDefaults().getGroupValues(0)[0], 1.0);
-    EXPECT_EQ(text(info.getDefaults().getStringOf(1.0)), "Default");
+    EXPECT_EQ(CUtf8::of(info.getDefaults().getStringOf(1.0)), "Default");
 
     // No default at all is a valid string parameter (an empty instance name).
     for (const char* type : {"str", "1"})
@@ -246,7 +249,7 @@ TEST_F(CAudioParamDefTest, AllocRemapScopeAndFilterCheckTheirNames)
         kel::CCreatorRow::of<kel::CAudioParamScopeDef>("test:param-scope"),
         kel::CCreatorRow::of<kel::CAudioParamFilterDef>("test:param-filter"),
     };
-    ASSERT_EQ(kel::paramtest::takeMessage(kel::CObject::registerCreators(rows, 2)), "");
+    ASSERT_EQ(CErrorText::takeMessage(kel::CObject::registerCreators(rows, 2)), "");
     const Case cases[] = {
         {"audio:param-alloc",
          {{"param-name", ""}, {"index", "0"}},
@@ -280,7 +283,7 @@ TEST_F(CAudioParamDefTest, AllocRemapScopeAndFilterCheckTheirNames)
     const auto* filter = find<kel::CAudioParamFilterDef>("audio.test.def");
     ASSERT_NE(filter, nullptr);
     ASSERT_EQ(filter->getSourceNames().getCount(), 2);
-    EXPECT_EQ(text(filter->getSourceNames()[1]), "b");
+    EXPECT_EQ(CUtf8::of(filter->getSourceNames()[1]), "b");
     unload();
     kel::CObject::unregisterCreator("test:param-scope");
     kel::CObject::unregisterCreator("test:param-filter");
@@ -297,11 +300,11 @@ TEST_F(CAudioParamDefTest, RemapResolvesRelativeToTheProcessOrItsAncestors)
     const auto* r1 = find<kel::CAudioParamRemapDef>("audio.test.r1");
     const auto* r2 = find<kel::CAudioParamRemapDef>("audio.test.r2");
     ASSERT_TRUE(r1 && r2);
-    EXPECT_EQ(text(r1->getOrigName()), "modZumbel.signal");
-    EXPECT_EQ(text(r1->resolveNewName(CString("plugin.modMain.modZumbelModule"))),
+    EXPECT_EQ(CUtf8::of(r1->getOrigName()), "modZumbel.signal");
+    EXPECT_EQ(CUtf8::of(r1->resolveNewName(CString("plugin.modMain.modZumbelModule"))),
               "plugin.modMain.modZumbelModule.signal");
-    EXPECT_EQ(text(r2->resolveNewName(CString("plugin.modMain.modBypass"))),
+    EXPECT_EQ(CUtf8::of(r2->resolveNewName(CString("plugin.modMain.modBypass"))),
               "plugin.modMain.io-params.channel-group-solo");
-    EXPECT_EQ(text(r2->resolveNewName(CString("top"))), "io-params.channel-group-solo");
+    EXPECT_EQ(CUtf8::of(r2->resolveNewName(CString("top"))), "io-params.channel-group-solo");
     EXPECT_EQ(find<kel::CAudioParamAllocDef>("audio.test.a")->getIndex(), 3);
 }

@@ -9,6 +9,8 @@
 #include "Core/CMemoryReader.h"
 #include "Core/CMemoryWriteBuffer.h"
 #include "ProductResources.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -23,32 +25,25 @@ using kel::CAudioParamConverter;
 using kel::CAudioParamInfo;
 using kel::CError;
 using kel::CString;
-using kel::paramtest::text;
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace
 {
 
 using Blob = std::vector<uint8_t>;
 
-// The key of an error (empty for none); the error is deleted.
-std::string takeKey(CError* error)
-{
-    std::string key = error ? error->getKey() : "";
-    delete error;
-    return key;
-}
-
 Blob blobOf(const CAudioParamInfo& info)
 {
     kel::CMemoryWriteBuffer buffer;
-    EXPECT_EQ(takeKey(info.save(buffer)), "");
+    EXPECT_EQ(CErrorText::takeKey(info.save(buffer)), "");
     return Blob(buffer.getData(), buffer.getData() + buffer.getSize());
 }
 
 Blob defaultsBlobOf(const CAudioParamInfo& info)
 {
     kel::CMemoryWriteBuffer buffer;
-    EXPECT_EQ(takeKey(info.getDefaults().save(buffer)), "");
+    EXPECT_EQ(CErrorText::takeKey(info.getDefaults().save(buffer)), "");
     return Blob(buffer.getData(), buffer.getData() + buffer.getSize());
 }
 
@@ -111,7 +106,7 @@ protected:
             if (!param->getFullName().startsWith(CString("plugin.modMain.")))
                 continue;
             CAudioParam::CGuard guard(*param);
-            out.emplace_back(text(param->getFullName()), param->getInfo(guard));
+            out.emplace_back(CUtf8::of(param->getFullName()), param->getInfo(guard));
         }
         return out;
     }
@@ -130,7 +125,8 @@ protected:
         const Blob before = blobOf(target);
         const int32_t layoutBefore = target.getLayoutWord();
         kel::CMemoryReader reader(blob.data(), length);
-        const std::string key = takeKey(target.load(reader, *kel::CApplication::getSharedObject()));
+        const std::string key =
+            CErrorText::takeKey(target.load(reader, *kel::CApplication::getSharedObject()));
         if (!key.empty())
         {
             EXPECT_EQ(blobOf(target), before) << "target changed by a failed load";
@@ -146,7 +142,7 @@ std::string formatted(const CAudioParamInfo& info, int element, double value, in
 {
     CString out;
     info.getConverter(element)->format(out, info, element, value, 0, mode);
-    return text(out);
+    return CUtf8::of(out);
 }
 
 // Both infos give the same text, value and normalised position for value, in every mode.
@@ -197,9 +193,10 @@ TEST_F(CAudioParamInfoSavedFormTest, EveryProductParameterFormatsParsesAndMapsAl
         EXPECT_EQ(restored.isSingleGroup(), original.isSingleGroup()) << name;
         EXPECT_EQ(restored.getDataType(), original.getDataType()) << name;
         ASSERT_EQ(restored.getElementSize(), original.getElementSize()) << name;
-        EXPECT_EQ(text(restored.getVisualName()), text(original.getVisualName())) << name;
-        EXPECT_EQ(text(restored.getLeafName()), text(original.getLeafName())) << name;
-        EXPECT_EQ(text(restored.getRegistryName()), text(original.getRegistryName())) << name;
+        EXPECT_EQ(CUtf8::of(restored.getVisualName()), CUtf8::of(original.getVisualName())) << name;
+        EXPECT_EQ(CUtf8::of(restored.getLeafName()), CUtf8::of(original.getLeafName())) << name;
+        EXPECT_EQ(CUtf8::of(restored.getRegistryName()), CUtf8::of(original.getRegistryName()))
+            << name;
         EXPECT_EQ(defaultsBlobOf(restored), defaultsBlobOf(original)) << name;
         // Saving again gives the same bytes: nothing was lost or reordered.
         EXPECT_EQ(blobOf(restored), blob) << name;

@@ -14,8 +14,10 @@
 #include "Core/CResourceTable.h"
 #include "Core/CSystem.h"
 #include "ProductResources.h"
+#include "Support/CErrorText.h"
 #include "Support/CTempFolder.h"
 #include "Support/CTreeBlobWriter.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -31,8 +33,8 @@ using kel::CAudioPresetBank;
 using kel::CMemoryReader;
 using kel::CMemoryWriteBuffer;
 using kel::CString;
-using kel::processtest::takeMessage;
-using kel::processtest::text;
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace
 {
@@ -73,7 +75,7 @@ public:
 
     kel::CAudioParamRecorder* createUndoRecord(const CString& label) override
     {
-        return new CRecord(text(label));
+        return new CRecord(CUtf8::of(label));
     }
     void addUndoRecord(kel::CAudioParamRecorder* record) override
     {
@@ -119,7 +121,7 @@ protected:
     void SetUp() override
     {
         kel::processtest::ensureCreators();
-        ASSERT_EQ(takeMessage(kel::registerAudioParamRegistryCreators()), "");
+        ASSERT_EQ(CErrorText::takeMessage(kel::registerAudioParamRegistryCreators()), "");
         previousTable = kel::CResourceTable::getInstalled();
         kel::CResourceTable::install(kel::resources::kResourceTable);
         ASSERT_EQ(shared.loadProduct(), "");
@@ -163,7 +165,8 @@ protected:
             .attr("group-names-param", "plugin.modMain.io-params.group-names");
         blob = kel::CTreeBlobWriter::write(top);
         root = new kel::CObject();
-        ASSERT_EQ(takeMessage(root->loadFromMemory(blob.data(), blob.size(), true)), "");
+        ASSERT_EQ(CErrorText::takeMessage(root->loadFromMemory(blob.data(), blob.size(), true)),
+                  "");
         collector =
             dynamic_cast<kel::CAudioParamCollector*>(root->findObject("plugin.param-collector"));
         master = dynamic_cast<CAudioParamRegistry*>(root->findObject("plugin.param-registry"));
@@ -196,22 +199,23 @@ protected:
     {
         CString out;
         param(leaf).getValueText(out, group, item);
-        return text(out);
+        return CUtf8::of(out);
     }
 
     // The factory or session preset payload as acquirePreset writes it.
     std::vector<uint8_t> acquired(bool fromROM, int index, CAudioParamRegistry* from = nullptr)
     {
         CMemoryWriteBuffer out;
-        EXPECT_EQ(
-            takeMessage((from ? from : master)->acquirePreset(fromROM, index, -1, out, false)), "");
+        EXPECT_EQ(CErrorText::takeMessage(
+                      (from ? from : master)->acquirePreset(fromROM, index, -1, out, false)),
+                  "");
         return std::vector<uint8_t>(out.getData(), out.getData() + out.getSize());
     }
     std::string activate(CAudioParamRegistry& registry, const std::vector<uint8_t>& bytes,
                          int group = -1, bool isHost = false)
     {
         CMemoryReader reader(bytes.data(), bytes.size());
-        return takeMessage(registry.activatePreset(reader, isHost, group));
+        return CErrorText::takeMessage(registry.activatePreset(reader, isHost, group));
     }
     std::vector<uint8_t> payload(const CAudioPreset& preset)
     {
@@ -253,15 +257,15 @@ TEST_F(CAudioParamRegistryTest, SessionStartsAsACopyOfTheFactoryBank)
     CAudioPresetBank session;
     master->copyBank(true, factory);
     master->copyBank(false, session);
-    EXPECT_EQ(text(factory.getName()), "Factory ROM");
-    EXPECT_EQ(text(session.getName()), "Session Bank");
+    EXPECT_EQ(CUtf8::of(factory.getName()), "Factory ROM");
+    EXPECT_EQ(CUtf8::of(session.getName()), "Session Bank");
     ASSERT_EQ(session.getCount(), 7);
-    EXPECT_EQ(text(session.getPreset(6)->getName()), "z4m1:Mute - 0.5 s @ 15 s");
+    EXPECT_EQ(CUtf8::of(session.getPreset(6)->getName()), "z4m1:Mute - 0.5 s @ 15 s");
     kel::CArray<CString> names;
     int current = 99;
     master->getPresetNames(false, names, current);
     EXPECT_EQ(current, 0);
-    EXPECT_EQ(text(names[1]), "Beep - 1 s 220 Hz @ 30 s");
+    EXPECT_EQ(CUtf8::of(names[1]), "Beep - 1 s 220 Hz @ 30 s");
     EXPECT_EQ(routing->getSessionCount(), 0);
     EXPECT_TRUE(gReported.empty());
 }
@@ -274,7 +278,7 @@ TEST_F(CAudioParamRegistryTest, MissingFactoryBankIsReportedAndTheSessionHasOneD
     CAudioPresetBank session;
     master->copyBank(false, session);
     ASSERT_EQ(session.getCount(), 1);
-    EXPECT_EQ(text(session.getPreset(0)->getName()), "z4m1:Default");
+    EXPECT_EQ(CUtf8::of(session.getPreset(0)->getName()), "z4m1:Default");
     CAudioPresetBank factory;
     master->copyBank(true, factory);
     EXPECT_EQ(factory.getCount(), 0);
@@ -293,7 +297,7 @@ TEST_F(CAudioParamRegistryTest, UsersDefaultPresetReplacesSlotZeroAndABrokenOneI
     // not rename the slot.
     build();
     EXPECT_TRUE(gReported.empty());
-    EXPECT_EQ(text(master->getPresetName(0)), "Mine");
+    EXPECT_EQ(CUtf8::of(master->getPresetName(0)), "Mine");
     EXPECT_EQ(master->getSessionCount(), 7);
     kel::CObject::destroyObject(root);
     root = nullptr;
@@ -304,20 +308,20 @@ TEST_F(CAudioParamRegistryTest, UsersDefaultPresetReplacesSlotZeroAndABrokenOneI
               nullptr);
     build();
     EXPECT_EQ(gReported.size(), 1u);
-    EXPECT_EQ(text(master->getPresetName(0)), "Default");
+    EXPECT_EQ(CUtf8::of(master->getPresetName(0)), "Default");
 }
 
 TEST_F(CAudioParamRegistryTest, FactoryPresetsSetEveryValueAndAbsentEntriesMeanTheDefault)
 {
     build();
     setLive("modZumbelModule.signal", 2.0);
-    ASSERT_EQ(takeMessage(master->activateROMPreset(1)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->activateROMPreset(1)), "");
     EXPECT_EQ(value("modZumbelModule.freq"), 220.0);
     EXPECT_EQ(value("modZumbelModule.duration"), 1.0);
     EXPECT_EQ(value("modZumbelModule.variation"), 0.2);
     EXPECT_EQ(value("modZumbelModule.signal"), 0.0) << "no signal entry: the default";
     EXPECT_EQ(valueText("preset-name"), "Beep - 1 s 220 Hz @ 30 s");
-    EXPECT_EQ(text(master->getCurrentPresetName()), "Beep - 1 s 220 Hz @ 30 s");
+    EXPECT_EQ(CUtf8::of(master->getCurrentPresetName()), "Beep - 1 s 220 Hz @ 30 s");
     ASSERT_EQ(undo.labels.size(), 1u);
     EXPECT_EQ(undo.labels[0], "ROM preset activate");
 
@@ -327,7 +331,7 @@ TEST_F(CAudioParamRegistryTest, FactoryPresetsSetEveryValueAndAbsentEntriesMeanT
     EXPECT_EQ(undo.labels.back(), "Master preset activate");
 
     // Outside the factory bank nothing happens.
-    ASSERT_EQ(takeMessage(master->activateROMPreset(7)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->activateROMPreset(7)), "");
     EXPECT_EQ(undo.labels.size(), 2u);
 }
 
@@ -351,8 +355,8 @@ TEST_F(CAudioParamRegistryTest, PresetsOfAnotherFamilyChangeNothing)
     CMemoryWriteBuffer out;
     ASSERT_EQ(bank.save(out), nullptr);
     CMemoryReader reader(out.getData(), out.getSize());
-    EXPECT_EQ(takeMessage(master->activateBank(reader, true)), "Incompatible bank.");
-    EXPECT_EQ(text(master->getPresetName(0)), "Default");
+    EXPECT_EQ(CErrorText::takeMessage(master->activateBank(reader, true)), "Incompatible bank.");
+    EXPECT_EQ(CUtf8::of(master->getPresetName(0)), "Default");
 }
 
 TEST_F(CAudioParamRegistryTest, UnknownKeysAreCreatedAndADamagedEntryStopsTheRest)
@@ -383,7 +387,8 @@ TEST_F(CAudioParamRegistryTest, UnknownKeysAreCreatedAndADamagedEntryStopsTheRes
     EXPECT_EQ(value("modZumbelModule.duration"), 2.0);
     EXPECT_EQ(value("modZumbelModule.freq"), 300.0);
     EXPECT_EQ(value("modZumbelModule.gain"), gainBefore);
-    EXPECT_EQ(text(master->getCurrentPresetName()), "Mixed") << "the failed preset is not named";
+    EXPECT_EQ(CUtf8::of(master->getCurrentPresetName()), "Mixed")
+        << "the failed preset is not named";
 }
 
 TEST_F(CAudioParamRegistryTest, PersistentValuesComeOnlyFromTheHost)
@@ -392,7 +397,7 @@ TEST_F(CAudioParamRegistryTest, PersistentValuesComeOnlyFromTheHost)
     CAudioParamContext context;
     param("instance-name").setString(0, 0, CString("Lead vox"), context);
     CMemoryWriteBuffer chunk;
-    ASSERT_EQ(takeMessage(master->acquirePreset(false, -1, -1, chunk, true)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->acquirePreset(false, -1, -1, chunk, true)), "");
     const std::vector<uint8_t> hostState(chunk.getData(), chunk.getData() + chunk.getSize());
     CAudioPreset parsed;
     CMemoryReader parsedReader(hostState.data(), hostState.size());
@@ -411,25 +416,25 @@ TEST_F(CAudioParamRegistryTest, PersistentValuesComeOnlyFromTheHost)
 TEST_F(CAudioParamRegistryTest, SessionSlotsKeepTheirValuesAndTheirOwnHistories)
 {
     build();
-    ASSERT_EQ(takeMessage(master->selectPreset(0, nullptr)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(0, nullptr)), "");
     setLive("modZumbelModule.freq", 555.0);
     undo.attachHistory(new CFakeUndoSink::CHistory(10));
 
-    ASSERT_EQ(takeMessage(master->selectPreset(2, nullptr)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(2, nullptr)), "");
     EXPECT_EQ(master->getCurrentIndex(), 2);
     EXPECT_EQ(value("modZumbelModule.freq"), 1000.0);
     EXPECT_EQ(valueText("preset-name"), "Beep - 0.5 s 1 kHz @ 25 s");
     EXPECT_EQ(undo.currentTag(), -1) << "slot 2 has no history yet";
     undo.attachHistory(new CFakeUndoSink::CHistory(20));
 
-    ASSERT_EQ(takeMessage(master->selectPreset(0, nullptr)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(0, nullptr)), "");
     EXPECT_EQ(value("modZumbelModule.freq"), 555.0) << "the live edit went to slot 0";
     EXPECT_EQ(undo.currentTag(), 10);
-    ASSERT_EQ(takeMessage(master->selectPreset(2, nullptr)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(2, nullptr)), "");
     EXPECT_EQ(undo.currentTag(), 20);
 
     // Outside the bank or the current slot: nothing.
-    ASSERT_EQ(takeMessage(master->selectPreset(7, nullptr)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(7, nullptr)), "");
     EXPECT_EQ(master->getCurrentIndex(), 2);
 }
 
@@ -437,11 +442,11 @@ TEST_F(CAudioParamRegistryTest, AcquireChecksIndexAndRegistryKind)
 {
     build();
     CMemoryWriteBuffer out;
-    EXPECT_EQ(takeMessage(master->acquirePreset(false, 7, -1, out, false)),
+    EXPECT_EQ(CErrorText::takeMessage(master->acquirePreset(false, 7, -1, out, false)),
               "Invalid preset index 7 specified.");
-    EXPECT_EQ(takeMessage(master->acquirePreset(true, -1, -1, out, false)),
+    EXPECT_EQ(CErrorText::takeMessage(master->acquirePreset(true, -1, -1, out, false)),
               "Invalid preset index -1 specified.");
-    EXPECT_EQ(takeMessage(routing->acquirePreset(false, out, false)),
+    EXPECT_EQ(CErrorText::takeMessage(routing->acquirePreset(false, out, false)),
               "Acquiring bank in a non-master registry is an error.");
     EXPECT_EQ(out.getSize(), 0u);
 
@@ -455,7 +460,7 @@ TEST_F(CAudioParamRegistryTest, AcquireChecksIndexAndRegistryKind)
     kel::CAudioParamStorage values;
     ASSERT_EQ(current.readEntryValues(CString("modZumbelModule.period"), path, values), nullptr);
     EXPECT_EQ(values.getGroupValues(0)[0], 42.0);
-    EXPECT_EQ(text(current.getName()), "z4m1:Default");
+    EXPECT_EQ(CUtf8::of(current.getName()), "z4m1:Default");
 }
 
 TEST_F(CAudioParamRegistryTest, BankStateRoundTripsAndALongerBankKeepsTheSessionSize)
@@ -463,25 +468,25 @@ TEST_F(CAudioParamRegistryTest, BankStateRoundTripsAndALongerBankKeepsTheSession
     build();
     CAudioParamContext context;
     param("instance-name").setString(0, 0, CString("Drums"), context);
-    ASSERT_EQ(takeMessage(master->selectPreset(3, nullptr)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(3, nullptr)), "");
     setLive("modZumbelModule.gain", 0.125);
     CMemoryWriteBuffer state;
-    ASSERT_EQ(takeMessage(master->acquirePreset(false, state, true)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->acquirePreset(false, state, true)), "");
 
     // A longer bank: the surplus is ignored.
     CAudioPresetBank bank;
     CMemoryReader stateReader(state.getData(), state.getSize());
     ASSERT_EQ(bank.load(stateReader), nullptr);
-    EXPECT_EQ(text(bank.getName()), "Session Bank");
+    EXPECT_EQ(CUtf8::of(bank.getName()), "Session Bank");
     bank.addPreset(CAudioPreset(CString("z4m1:Extra")));
     CMemoryWriteBuffer longer;
     ASSERT_EQ(bank.save(longer), nullptr);
 
-    ASSERT_EQ(takeMessage(master->activateROMPreset(0)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->activateROMPreset(0)), "");
     EXPECT_NE(value("modZumbelModule.gain"), 0.125);
     undo.attachHistory(new CFakeUndoSink::CHistory(5));
     CMemoryReader reader(longer.getData(), longer.getSize());
-    ASSERT_EQ(takeMessage(master->activateBank(reader, true)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->activateBank(reader, true)), "");
     EXPECT_EQ(master->getSessionCount(), 7);
     EXPECT_EQ(value("modZumbelModule.gain"), 0.125) << "slot 3 is current and applied";
     EXPECT_EQ(undo.currentTag(), -1) << "the replaced slot's history is gone";
@@ -493,12 +498,12 @@ TEST_F(CAudioParamRegistryTest, NamesTravelBetweenSessionAndPresetNameParameter)
     build();
     master->setPresetName(0, CString("Verse"), nullptr);
     EXPECT_EQ(valueText("preset-name"), "Verse");
-    EXPECT_EQ(text(master->getPresetName(0)), "Verse");
+    EXPECT_EQ(CUtf8::of(master->getPresetName(0)), "Verse");
     ASSERT_EQ(undo.labels.size(), 1u);
     EXPECT_EQ(undo.labels[0], "Program name change");
 
     master->setPresetName(4, CString("Chorus"), nullptr);
-    EXPECT_EQ(text(master->getPresetName(4)), "Chorus");
+    EXPECT_EQ(CUtf8::of(master->getPresetName(4)), "Chorus");
     EXPECT_EQ(valueText("preset-name"), "Verse");
     EXPECT_EQ(undo.labels.size(), 1u);
 
@@ -506,10 +511,10 @@ TEST_F(CAudioParamRegistryTest, NamesTravelBetweenSessionAndPresetNameParameter)
     CAudioParamContext typing(&undo);
     param("preset-name").setString(0, 0, CString("Bridge"), typing);
     typing.runDeferred();
-    EXPECT_EQ(text(master->getCurrentPresetName()), "Bridge");
+    EXPECT_EQ(CUtf8::of(master->getCurrentPresetName()), "Bridge");
     CAudioPresetBank session;
     master->copyBank(false, session);
-    EXPECT_EQ(text(session.getPreset(0)->getName()), "z4m1:Bridge");
+    EXPECT_EQ(CUtf8::of(session.getPreset(0)->getName()), "z4m1:Bridge");
 }
 
 TEST_F(CAudioParamRegistryTest, DefaultsFromAPresetAreWhatResetReturnsTo)
@@ -518,7 +523,7 @@ TEST_F(CAudioParamRegistryTest, DefaultsFromAPresetAreWhatResetReturnsTo)
     setLive("modZumbelModule.freq", 1234.0);
     const auto beep = acquired(true, 3);
     CMemoryReader reader(beep.data(), beep.size());
-    ASSERT_EQ(takeMessage(master->loadDefaultPreset(reader)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->loadDefaultPreset(reader)), "");
     EXPECT_EQ(value("modZumbelModule.freq"), 1234.0) << "live values stay";
     master->resetMaster();
     EXPECT_EQ(value("modZumbelModule.freq"), 330.0);
@@ -532,19 +537,19 @@ TEST_F(CAudioParamRegistryTest, CompareSwapsLiveStateAndHistoryWithTheSecondSlot
     build();
     setLive("modZumbelModule.freq", 100.0);
     undo.attachHistory(new CFakeUndoSink::CHistory(1));
-    ASSERT_EQ(takeMessage(master->swapCompare()), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->swapCompare()), "");
     EXPECT_EQ(value("modZumbelModule.freq"), 100.0) << "the first swap compares with itself";
     setLive("modZumbelModule.freq", 200.0);
     undo.attachHistory(new CFakeUndoSink::CHistory(2));
-    ASSERT_EQ(takeMessage(master->swapCompare()), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->swapCompare()), "");
     EXPECT_EQ(value("modZumbelModule.freq"), 100.0);
-    ASSERT_EQ(takeMessage(master->swapCompare()), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->swapCompare()), "");
     EXPECT_EQ(value("modZumbelModule.freq"), 200.0);
     EXPECT_EQ(undo.currentTag(), 2);
 
     master->copyToCompare();
     setLive("modZumbelModule.freq", 300.0);
-    ASSERT_EQ(takeMessage(master->swapCompare()), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->swapCompare()), "");
     EXPECT_EQ(value("modZumbelModule.freq"), 200.0);
 }
 
@@ -564,7 +569,7 @@ TEST_F(CAudioParamRegistryTest, RoutingGroupPresetsLabelTheirRecordWithTheGroupN
     ASSERT_TRUE(names.getInfo(CAudioParam::CGuard(names)).isStorable());
 
     CMemoryWriteBuffer out;
-    ASSERT_EQ(takeMessage(routing->acquirePreset(false, 0, -1, out, false)), "");
+    ASSERT_EQ(CErrorText::takeMessage(routing->acquirePreset(false, 0, -1, out, false)), "");
     const std::vector<uint8_t> bytes(out.getData(), out.getData() + out.getSize());
     names.setString(0, 0, CString("Changed"), context);
     ASSERT_EQ(activate(*routing, bytes, 2), "");

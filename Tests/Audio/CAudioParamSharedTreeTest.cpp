@@ -7,6 +7,8 @@
 #include "Audio/Converters/CParamTestTree.h"
 #include "Core/CResourceTable.h"
 #include "ProductResources.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -21,7 +23,8 @@ using kel::CAudioParamDef;
 using kel::CAudioParamInfo;
 using kel::CObject;
 using kel::CString;
-using kel::paramtest::text;
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace
 {
@@ -46,7 +49,7 @@ protected:
         ASSERT_NE(data, nullptr) << "no embedded SharedData.xml";
         tree = new CObject();
         CObject::setSharedRoot(tree);
-        ASSERT_EQ(kel::paramtest::takeMessage(tree->loadFromMemory(data, size, true)), "");
+        ASSERT_EQ(CErrorText::takeMessage(tree->loadFromMemory(data, size, true)), "");
     }
 
     void TearDown() override
@@ -73,7 +76,7 @@ protected:
         info.setElement(0, const_cast<CAudioParamConverter*>(c), minValue, maxValue);
         CString out;
         c->format(out, info, 0, c->parseClamped(info, 0, CString(input), nullptr), 0, mode);
-        return text(out);
+        return CUtf8::of(out);
     }
 
     CObject* tree = nullptr;
@@ -103,7 +106,7 @@ TEST_F(CAudioParamSharedTreeTest, EveryConverterInstanceCarriesItsSettings)
     {
         const CAudioParamConverter* found = converter(c.name);
         ASSERT_NE(found, nullptr) << c.name;
-        EXPECT_EQ(text(found->getLabel()), c.label) << c.name;
+        EXPECT_EQ(CUtf8::of(found->getLabel()), c.label) << c.name;
         EXPECT_EQ(echo(c.name, c.input, 0.001, 10000.0), c.shown) << c.name;
     }
     EXPECT_NE(dynamic_cast<const kel::CAudioParamConverterTime*>(converter("time-sec")), nullptr);
@@ -169,16 +172,16 @@ TEST_F(CAudioParamSharedTreeTest, EveryEnumerationHasItsStates)
     {
         const auto* e = dynamic_cast<const CAudioParamConverterEnum*>(converter(c.name));
         ASSERT_NE(e, nullptr) << c.name;
-        EXPECT_EQ(text(e->getLabel()), "") << c.name;
+        EXPECT_EQ(CUtf8::of(e->getLabel()), "") << c.name;
         ASSERT_EQ(e->getStateCount(), c.count) << c.name;
         if (c.count == 0)
             continue;
-        EXPECT_EQ(text(e->getLongName(0)), c.first) << c.name;
-        EXPECT_EQ(text(e->getLongName(c.count - 1)), c.last) << c.name;
+        EXPECT_EQ(CUtf8::of(e->getLongName(0)), c.first) << c.name;
+        EXPECT_EQ(CUtf8::of(e->getLongName(c.count - 1)), c.last) << c.name;
     }
     const auto* dc = dynamic_cast<const CAudioParamConverterEnum*>(converter("enum-dcfilter"));
-    EXPECT_EQ(text(dc->getShortName(0)), "-6");
-    EXPECT_EQ(text(dc->getShortName(10)), "-36stp");
+    EXPECT_EQ(CUtf8::of(dc->getShortName(0)), "-6");
+    EXPECT_EQ(CUtf8::of(dc->getShortName(10)), "-36stp");
 }
 
 TEST_F(CAudioParamSharedTreeTest, UserParametersHaveTheProductsRangesAndDefaults)
@@ -211,17 +214,17 @@ TEST_F(CAudioParamSharedTreeTest, UserParametersHaveTheProductsRangesAndDefaults
         CAudioParam::CGuard held(param);
         const CAudioParamInfo& info = param.getInfo(held);
         EXPECT_TRUE(info.isStorable()) << c.leaf;
-        EXPECT_EQ(text(info.getVisualName()), c.visualName) << c.leaf;
+        EXPECT_EQ(CUtf8::of(info.getVisualName()), c.visualName) << c.leaf;
         EXPECT_EQ(info.getConverter(0), converter(c.converterName)) << c.leaf;
         CString shown;
         info.getConverter(0)->format(shown, info, 0, info.getMin(0), 0, 0);
-        EXPECT_EQ(text(shown), c.minText) << c.leaf;
+        EXPECT_EQ(CUtf8::of(shown), c.minText) << c.leaf;
         info.getConverter(0)->format(shown, info, 0, info.getMax(0), 0, 0);
-        EXPECT_EQ(text(shown), c.maxText) << c.leaf;
+        EXPECT_EQ(CUtf8::of(shown), c.maxText) << c.leaf;
         param.getValueText(shown, 0, 0, 0, 0, &held);
-        EXPECT_EQ(text(shown), c.defaultText) << c.leaf;
+        EXPECT_EQ(CUtf8::of(shown), c.defaultText) << c.leaf;
         // Any group reads the default while nothing is stored there.
         param.getValueText(shown, 7, 0, 0, 0, &held);
-        EXPECT_EQ(text(shown), c.defaultText) << c.leaf;
+        EXPECT_EQ(CUtf8::of(shown), c.defaultText) << c.leaf;
     }
 }

@@ -5,6 +5,8 @@
 #include "Audio/Converters/CParamTestTree.h"
 #include "Core/CMemoryReader.h"
 #include "Core/CMemoryWriteBuffer.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -22,7 +24,8 @@ using kel::CString;
 using kel::paramtest::CJournal;
 using kel::paramtest::CRecordingListener;
 using kel::paramtest::CRecordingSink;
-using kel::paramtest::text;
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace
 {
@@ -69,7 +72,7 @@ protected:
     {
         CString out;
         param.getValueText(out, group, item, 0, mode);
-        return text(out);
+        return CUtf8::of(out);
     }
 
     // Through the converter the parameter's own info names, with that info.
@@ -115,7 +118,7 @@ TEST_F(CAudioParamTest, BindingAnnouncesTheDefinitionThenEachGroupOnce)
     EXPECT_EQ(journal[2].itemCount, 2);
     EXPECT_EQ(journal[2].sequence, 1u);
     EXPECT_EQ(journal[5].sequence, 2u);
-    EXPECT_EQ(text(param.getDefinitionPath()), "audio.modMain.modZumbelModule.names");
+    EXPECT_EQ(CUtf8::of(param.getDefinitionPath()), "audio.modMain.modZumbelModule.names");
     EXPECT_EQ(valueText(param, 0, 1), "Rear");
     EXPECT_EQ(valueText(param, 1), "Side");
 
@@ -413,12 +416,12 @@ TEST_F(CAudioParamTest, BlobOfUnknownPathOrWrongLayoutIsHandled)
     ASSERT_EQ(names.save(stringBlob), nullptr);
     CAudioParam& gain = bound("gain");
     kel::CMemoryReader stringReader(stringBlob.getData(), stringBlob.getSize());
-    EXPECT_EQ(kel::paramtest::takeMessage(gain.load(stringReader, false, context)),
+    EXPECT_EQ(CErrorText::takeMessage(gain.load(stringReader, false, context)),
               "Unsupported storage format (esize=1, dtype=1; should be: esize=1, dtype=0).");
     EXPECT_NEAR(gain.getValue(0, 0), 0.251188643150958, 1e-15);
 
     // A truncated blob fails and changes nothing.
     kel::CMemoryReader truncated(stringBlob.getData(), stringBlob.getSize() - 3);
-    EXPECT_NE(kel::paramtest::takeMessage(names.load(truncated, false, context)), "");
+    EXPECT_NE(CErrorText::takeMessage(names.load(truncated, false, context)), "");
     EXPECT_EQ(valueText(names, 0, 1), "Rear");
 }

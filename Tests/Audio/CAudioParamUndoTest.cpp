@@ -13,8 +13,10 @@
 #include "Core/CResourceTable.h"
 #include "Core/CSystem.h"
 #include "ProductResources.h"
+#include "Support/CErrorText.h"
 #include "Support/CTempFolder.h"
 #include "Support/CTreeBlobWriter.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -30,8 +32,8 @@ using kel::CAudioParamRegistry;
 using kel::CAudioParamUndo;
 using kel::CAudioParamUndoRecord;
 using kel::CString;
-using kel::processtest::takeMessage;
-using kel::processtest::text;
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace
 {
@@ -71,11 +73,11 @@ protected:
     void SetUp() override
     {
         kel::processtest::ensureCreators();
-        ASSERT_EQ(takeMessage(kel::registerAudioParamRegistryCreators()), "");
+        ASSERT_EQ(CErrorText::takeMessage(kel::registerAudioParamRegistryCreators()), "");
         if (!kel::CObject::hasCreator(CString(kUndoTag)))
         {
             static const kel::CCreatorRow row = kel::CCreatorRow::of<CCountingUndo>(kUndoTag);
-            ASSERT_EQ(takeMessage(kel::CObject::registerCreators(&row, 1)), "");
+            ASSERT_EQ(CErrorText::takeMessage(kel::CObject::registerCreators(&row, 1)), "");
         }
         previousTable = kel::CResourceTable::getInstalled();
         kel::CResourceTable::install(kel::resources::kResourceTable);
@@ -117,7 +119,8 @@ protected:
             .attr("file", "FactoryROM.cbf");
         blob = kel::CTreeBlobWriter::write(top);
         root = new kel::CObject();
-        ASSERT_EQ(takeMessage(root->loadFromMemory(blob.data(), blob.size(), true)), "");
+        ASSERT_EQ(CErrorText::takeMessage(root->loadFromMemory(blob.data(), blob.size(), true)),
+                  "");
         collector =
             dynamic_cast<kel::CAudioParamCollector*>(root->findObject("plugin.param-collector"));
         undo = dynamic_cast<CCountingUndo*>(root->findObject("plugin.interface-base"));
@@ -148,7 +151,7 @@ protected:
     {
         CString out;
         param(leaf).getValueText(out, group, item);
-        return text(out);
+        return CUtf8::of(out);
     }
 
     // One user edit of one value, as the interface base makes it: a record around the setter.
@@ -181,7 +184,7 @@ protected:
             *cursor = at;
         std::vector<std::string> out;
         for (const CString& name : list)
-            out.push_back(text(name));
+            out.push_back(CUtf8::of(name));
         return out;
     }
 
@@ -198,7 +201,7 @@ protected:
                 const double v = values.getGroupValues(g)[i];
                 if (values.isString())
                 {
-                    group.push_back(text(values.getStringOf(v)));
+                    group.push_back(CUtf8::of(values.getStringOf(v)));
                     continue;
                 }
                 char exact[40];
@@ -435,13 +438,13 @@ TEST_F(CAudioParamUndoTest, EachSessionSlotKeepsItsOwnHistory)
     undo->undo();
     undo->announced = 0;
 
-    ASSERT_EQ(takeMessage(master->selectPreset(1, nullptr)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(1, nullptr)), "");
     EXPECT_TRUE(names().empty()) << "slot 1 has no history yet";
     EXPECT_EQ(undo->announced, 1);
     edit("modZumbelModule.freq", 1000.0, "Slot 1 a");
     EXPECT_EQ(names(), (std::vector<std::string>{"Undo history start", "Slot 1 a"}));
 
-    ASSERT_EQ(takeMessage(master->selectPreset(0, nullptr)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(0, nullptr)), "");
     int cursor = -1;
     EXPECT_EQ(names(&cursor),
               (std::vector<std::string>{"Undo history start", "Slot 0 a", "Slot 0 b"}));
@@ -450,7 +453,7 @@ TEST_F(CAudioParamUndoTest, EachSessionSlotKeepsItsOwnHistory)
     undo->redo();
     EXPECT_EQ(value("modZumbelModule.freq"), 700.0);
 
-    ASSERT_EQ(takeMessage(master->selectPreset(1, nullptr)), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(1, nullptr)), "");
     EXPECT_EQ(value("modZumbelModule.freq"), 1000.0);
     undo->undo();
     EXPECT_EQ(value("modZumbelModule.freq"), 220.0) << "slot 1's factory value";
@@ -460,7 +463,7 @@ TEST_F(CAudioParamUndoTest, CompareSwapsHistoriesWithTheLiveState)
 {
     edit("modZumbelModule.freq", 600.0, "A 1");
     edit("modZumbelModule.freq", 700.0, "A 2");
-    ASSERT_EQ(takeMessage(master->swapCompare()), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->swapCompare()), "");
     // First use: the compare slot is a copy of the live state and history.
     EXPECT_EQ(value("modZumbelModule.freq"), 700.0);
     EXPECT_EQ(names().size(), 3u);
@@ -468,7 +471,7 @@ TEST_F(CAudioParamUndoTest, CompareSwapsHistoriesWithTheLiveState)
     edit("modZumbelModule.freq", 900.0, "B 1");
     EXPECT_EQ(names(), (std::vector<std::string>{"Undo history start", "B 1"}));
 
-    ASSERT_EQ(takeMessage(master->swapCompare()), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->swapCompare()), "");
     int cursor = -1;
     EXPECT_EQ(names(&cursor), (std::vector<std::string>{"Undo history start", "A 1", "A 2"}))
         << "the kept copy is untouched by the edits made on the other side";
@@ -477,7 +480,7 @@ TEST_F(CAudioParamUndoTest, CompareSwapsHistoriesWithTheLiveState)
     undo->undo();
     EXPECT_EQ(value("modZumbelModule.freq"), 600.0);
 
-    ASSERT_EQ(takeMessage(master->swapCompare()), "");
+    ASSERT_EQ(CErrorText::takeMessage(master->swapCompare()), "");
     EXPECT_EQ(value("modZumbelModule.freq"), 900.0);
     EXPECT_EQ(names().size(), 2u);
     undo->undo();

@@ -6,7 +6,9 @@
 #include "Core/CMemoryWriteBuffer.h"
 #include "Core/CResourceTable.h"
 #include "ProductResources.h"
+#include "Support/CErrorText.h"
 #include "Support/CTempFolder.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -21,23 +23,11 @@ using kel::CByteBuffer;
 using kel::CMemoryReader;
 using kel::CMemoryWriteBuffer;
 using kel::CString;
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace
 {
-
-std::string text(const CString& value)
-{
-    std::string out(static_cast<size_t>(value.getUtf8Length()), '\0');
-    value.toUtf8(out.data(), static_cast<int>(out.size()) + 1);
-    return out;
-}
-
-std::string takeMessage(kel::CError* error)
-{
-    std::string message = error ? error->getMessage() : "";
-    delete error;
-    return message;
-}
 
 // The frames' object names of an error, joined; the error is deleted.
 std::string takeFrameNames(kel::CError* error)
@@ -110,7 +100,7 @@ CByteBuffer embeddedPayload(const char* name, uint32_t id)
     if (!found)
         return payload;
     CMemoryReader reader(data, size);
-    EXPECT_EQ(takeMessage(reader.readCompressedData(payload, id)), "");
+    EXPECT_EQ(CErrorText::takeMessage(reader.readCompressedData(payload, id)), "");
     return payload;
 }
 
@@ -141,14 +131,14 @@ void expectSingleReal(const CAudioPreset& preset, const char* leaf, double expec
     const CString key = CString("modZumbelModule.") + CString(leaf);
     CString path;
     CAudioParamStorage values;
-    ASSERT_EQ(takeMessage(preset.readEntryValues(key, path, values)), "") << leaf;
-    EXPECT_EQ(text(path), std::string("audio.modMain.modZumbelModule.") + leaf);
+    ASSERT_EQ(CErrorText::takeMessage(preset.readEntryValues(key, path, values)), "") << leaf;
+    EXPECT_EQ(CUtf8::of(path), std::string("audio.modMain.modZumbelModule.") + leaf);
     EXPECT_EQ(values.getElementSize(), 1);
     EXPECT_FALSE(values.isString());
     ASSERT_EQ(values.getGroupCount(), 1) << leaf;
     ASSERT_EQ(values.getGroupLength(0), 1) << leaf;
     // Exact: the stored digits are part of the bank.
-    EXPECT_EQ(values.getGroupValues(0)[0], expected) << text(preset.getName()) << " " << leaf;
+    EXPECT_EQ(values.getGroupValues(0)[0], expected) << CUtf8::of(preset.getName()) << " " << leaf;
 }
 
 TEST(CAudioPresetFactoryTest, FactoryBankHoldsTheSevenPresetsValueForValue)
@@ -157,15 +147,15 @@ TEST(CAudioPresetFactoryTest, FactoryBankHoldsTheSevenPresetsValueForValue)
     EXPECT_EQ(payload.getSize(), 3979u);
     CAudioPresetBank bank;
     CMemoryReader reader(payload.getData(), payload.getSize());
-    ASSERT_EQ(takeMessage(bank.load(reader)), "");
+    ASSERT_EQ(CErrorText::takeMessage(bank.load(reader)), "");
     EXPECT_EQ(reader.getPosition(), static_cast<int64_t>(payload.getSize()));
-    EXPECT_EQ(text(bank.getName()), "Bank");
+    EXPECT_EQ(CUtf8::of(bank.getName()), "Bank");
     ASSERT_EQ(bank.getCount(), 7);
     for (int i = 0; i < 7; ++i)
     {
         const CRealRow& row = kFactoryRows[i];
         const CAudioPreset& preset = *bank.getPreset(i);
-        EXPECT_EQ(text(preset.getName()), std::string("z4m1:") + row.name);
+        EXPECT_EQ(CUtf8::of(preset.getName()), std::string("z4m1:") + row.name);
         EXPECT_EQ(preset.getEntryCount(), row.signal < 0 ? 5 : 6) << row.name;
         expectSingleReal(preset, "duration", row.duration);
         expectSingleReal(preset, "freq", row.freq);
@@ -298,8 +288,9 @@ void readEntry(const CAudioPreset& preset, const char* key, bool isString,
 {
     CString path;
     CAudioParamStorage values;
-    ASSERT_EQ(takeMessage(preset.readEntryValues(CString(key), path, values)), "") << key;
-    EXPECT_EQ(text(path), std::string("audio.modMain.io-params.") + key);
+    ASSERT_EQ(CErrorText::takeMessage(preset.readEntryValues(CString(key), path, values)), "")
+        << key;
+    EXPECT_EQ(CUtf8::of(path), std::string("audio.modMain.io-params.") + key);
     EXPECT_EQ(values.isString(), isString) << key;
     ASSERT_EQ(values.getGroupCount(), 1) << key;
     reals.clear();
@@ -309,7 +300,7 @@ void readEntry(const CAudioPreset& preset, const char* key, bool isString,
         const double value = values.getGroupValues(0)[i];
         reals.push_back(value);
         if (isString)
-            strings.push_back(text(values.getStringOf(value)));
+            strings.push_back(CUtf8::of(values.getStringOf(value)));
     }
 }
 
@@ -321,9 +312,9 @@ TEST(CAudioPresetFactoryTest, RoutingListHoldsTheNineRoutingPresetsValueForValue
     CAudioPresetBank bank;
     bool hasBank = false;
     CMemoryReader reader(payload.getData(), payload.getSize());
-    ASSERT_EQ(takeMessage(bank.loadList(reader, hasBank)), "");
+    ASSERT_EQ(CErrorText::takeMessage(bank.loadList(reader, hasBank)), "");
     EXPECT_TRUE(hasBank);
-    EXPECT_EQ(text(bank.getName()), "");
+    EXPECT_EQ(CUtf8::of(bank.getName()), "");
     const std::vector<CRoutingRow> rows = routingRows();
     ASSERT_EQ(bank.getCount(), 9);
     std::vector<double> reals;
@@ -333,7 +324,7 @@ TEST(CAudioPresetFactoryTest, RoutingListHoldsTheNineRoutingPresetsValueForValue
         const CRoutingRow& row = rows[static_cast<size_t>(i)];
         const CAudioPreset& preset = *bank.getPreset(i);
         SCOPED_TRACE(row.name);
-        EXPECT_EQ(text(preset.getName()), std::string("KLIO:") + row.name);
+        EXPECT_EQ(CUtf8::of(preset.getName()), std::string("KLIO:") + row.name);
         EXPECT_EQ(preset.getEntryCount(), row.sidechain.empty() ? 7 : 9);
         readEntry(preset, "group-names", true, reals, strings);
         EXPECT_EQ(strings, row.groupNames);
@@ -426,9 +417,9 @@ TEST(CAudioPresetTest, LoadTakesAnyOrderKeepsTheLastOfARepeatedKeyAndEmptyCounts
     ASSERT_EQ(preset.load(reader), nullptr);
     ASSERT_EQ(preset.getEntryCount(), 2);
     auto entry = preset.getEntries().begin();
-    EXPECT_EQ(text(entry->first), "a");
+    EXPECT_EQ(CUtf8::of(entry->first), "a");
     ++entry;
-    EXPECT_EQ(text(entry->first), "b");
+    EXPECT_EQ(CUtf8::of(entry->first), "b");
     ASSERT_EQ(entry->second.getSize(), 2u);
     EXPECT_EQ(entry->second.getData()[0], 0x33);
 
@@ -436,7 +427,7 @@ TEST(CAudioPresetTest, LoadTakesAnyOrderKeepsTheLastOfARepeatedKeyAndEmptyCounts
     CAudioPreset ordered;
     ASSERT_TRUE(ordered.setEntry(CString("sidechain-mute"), "x", 1));
     ASSERT_TRUE(ordered.setEntry(CString("sidechain"), "y", 1));
-    EXPECT_EQ(text(ordered.getEntries().begin()->first), "sidechain");
+    EXPECT_EQ(CUtf8::of(ordered.getEntries().begin()->first), "sidechain");
 
     for (int32_t count : {0, -5})
     {
@@ -445,7 +436,7 @@ TEST(CAudioPresetTest, LoadTakesAnyOrderKeepsTheLastOfARepeatedKeyAndEmptyCounts
         CMemoryReader emptyReader(empty.data(), empty.size());
         ASSERT_EQ(preset.load(emptyReader), nullptr);
         EXPECT_EQ(preset.getEntryCount(), 0);
-        EXPECT_EQ(text(preset.getName()), "z4m1:None");
+        EXPECT_EQ(CUtf8::of(preset.getName()), "z4m1:None");
     }
 }
 
@@ -476,15 +467,15 @@ TEST(CAudioPresetTest, NamesSplitAtTheFirstColon)
     CString id;
     CString name;
     CAudioPreset::splitName(CString("KLIO:Default Stereo"), id, name);
-    EXPECT_EQ(text(id), "KLIO");
-    EXPECT_EQ(text(name), "Default Stereo");
+    EXPECT_EQ(CUtf8::of(id), "KLIO");
+    EXPECT_EQ(CUtf8::of(name), "Default Stereo");
     CAudioPreset::splitName(CString("z4m1:A:B"), id, name);
-    EXPECT_EQ(text(id), "z4m1");
-    EXPECT_EQ(text(name), "A:B");
+    EXPECT_EQ(CUtf8::of(id), "z4m1");
+    EXPECT_EQ(CUtf8::of(name), "A:B");
     CAudioPreset::splitName(CString("No colon"), id, name);
-    EXPECT_EQ(text(id), "");
-    EXPECT_EQ(text(name), "No colon");
-    EXPECT_EQ(text(CAudioPreset::joinName(CString("z4m1"), CString("X"))), "z4m1:X");
+    EXPECT_EQ(CUtf8::of(id), "");
+    EXPECT_EQ(CUtf8::of(name), "No colon");
+    EXPECT_EQ(CUtf8::of(CAudioPreset::joinName(CString("z4m1"), CString("X"))), "z4m1:X");
 }
 
 TEST(CAudioPresetTest, BankLoadSizesTheArrayAndStopsAtADamagedPreset)
@@ -511,17 +502,18 @@ TEST(CAudioPresetTest, BankLoadSizesTheArrayAndStopsAtADamagedPreset)
                                    .u32(8)
                                    .bytes;
     CMemoryReader cutReader(cut.data(), cut.size());
-    EXPECT_NE(takeMessage(bank.load(cutReader)), "");
-    EXPECT_EQ(text(bank.getPreset(1)->getName()), "z4m1:y");
+    EXPECT_NE(CErrorText::takeMessage(bank.load(cutReader)), "");
+    EXPECT_EQ(CUtf8::of(bank.getPreset(1)->getName()), "z4m1:y");
 
     const std::vector<uint8_t> huge = CBytes().str("B").u32(0x7fffffff).bytes;
     CMemoryReader hugeReader(huge.data(), huge.size());
-    EXPECT_EQ(takeMessage(bank.load(hugeReader)), "Invalid preset count 2147483647.");
+    EXPECT_EQ(CErrorText::takeMessage(bank.load(hugeReader)), "Invalid preset count 2147483647.");
 
     const std::vector<uint8_t> bigBlob = CBytes().str("P").u32(1).str("k").u32(0x7ffffff0).bytes;
     CAudioPreset preset;
     CMemoryReader blobReader(bigBlob.data(), bigBlob.size());
-    EXPECT_EQ(takeMessage(preset.load(blobReader)), "Invalid size 2147483632 of the value 'k'.");
+    EXPECT_EQ(CErrorText::takeMessage(preset.load(blobReader)),
+              "Invalid size 2147483632 of the value 'k'.");
 }
 
 TEST(CAudioPresetTest, CopiesAreDeepAndSizeTheTargetFirst)
@@ -560,8 +552,8 @@ TEST_F(CAudioPresetFileTest, FilesLoadThroughTheirBlockId)
     const std::string presetPath = writeBlock("one.cpf", written(payload), CAudioPreset::kBlockId);
 
     CAudioPreset loaded;
-    ASSERT_EQ(takeMessage(loaded.loadFile(CString(presetPath.c_str()))), "");
-    EXPECT_EQ(text(loaded.getName()), "z4m1:File");
+    ASSERT_EQ(CErrorText::takeMessage(loaded.loadFile(CString(presetPath.c_str()))), "");
+    EXPECT_EQ(CUtf8::of(loaded.getName()), "z4m1:File");
     EXPECT_EQ(loaded.getEntryCount(), 1);
 
     // writeBlock is readBlock's counterpart.
@@ -570,7 +562,7 @@ TEST_F(CAudioPresetFileTest, FilesLoadThroughTheirBlockId)
     CMemoryReader blockReader(block.getData(), block.getSize());
     CAudioPreset again;
     ASSERT_EQ(again.readBlock(blockReader), nullptr);
-    EXPECT_EQ(text(again.getName()), "z4m1:File");
+    EXPECT_EQ(CUtf8::of(again.getName()), "z4m1:File");
 
     // A preset file handed to a bank fails with the id message and names the file.
     CAudioPresetBank bank(CString("Kept"));
@@ -580,7 +572,7 @@ TEST_F(CAudioPresetFileTest, FilesLoadThroughTheirBlockId)
               "Invalid ID encountered when reading compressed data (expected 1802396257, read "
               "1936879713).");
     EXPECT_NE(takeFrameNames(error).find(presetPath), std::string::npos);
-    EXPECT_EQ(text(bank.getName()), "Kept");
+    EXPECT_EQ(CUtf8::of(bank.getName()), "Kept");
 }
 
 TEST_F(CAudioPresetFileTest, DamagedFilesFailAndChangeNothing)
@@ -595,7 +587,9 @@ TEST_F(CAudioPresetFileTest, DamagedFilesFailAndChangeNothing)
     std::string bytes(out.getData(), out.getData() + out.getSize());
     bytes[9] = static_cast<char>(bytes[9] ^ 0x40);
     const std::string crcPath = folder.write("crc.cpf", bytes);
-    EXPECT_EQ(takeMessage(preset.loadFile(CString(crcPath.c_str()))).rfind("Invalid CRC", 0), 0u);
+    EXPECT_EQ(
+        CErrorText::takeMessage(preset.loadFile(CString(crcPath.c_str()))).rfind("Invalid CRC", 0),
+        0u);
 
     // A sound block whose payload is cut inside an entry.
     const std::vector<uint8_t> cut = CBytes().str("z4m1:New").u32(1).str("k").u32(9).bytes;
@@ -610,12 +604,13 @@ TEST_F(CAudioPresetFileTest, DamagedFilesFailAndChangeNothing)
     for (size_t i = 12; i < stream.size(); ++i)
         stream[i] = static_cast<char>(0xff);
     const std::string zipPath = folder.write("zip.cpf", stream);
-    EXPECT_NE(takeMessage(preset.loadFile(CString(zipPath.c_str()))), "");
+    EXPECT_NE(CErrorText::takeMessage(preset.loadFile(CString(zipPath.c_str()))), "");
 
     // A missing file.
-    EXPECT_NE(takeMessage(preset.loadFile(CString(folder.file("gone.cpf").c_str()))), "");
+    EXPECT_NE(CErrorText::takeMessage(preset.loadFile(CString(folder.file("gone.cpf").c_str()))),
+              "");
 
-    EXPECT_EQ(text(preset.getName()), "z4m1:Kept");
+    EXPECT_EQ(CUtf8::of(preset.getName()), "z4m1:Kept");
     ASSERT_EQ(preset.getEntryCount(), 1);
     EXPECT_EQ(preset.findEntry(CString("k"))->getData()[0], 'v');
 }

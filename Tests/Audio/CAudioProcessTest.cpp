@@ -15,7 +15,9 @@
 #include "Core/CAllocator.h"
 #include "Core/Platform/CLock.h"
 #include "Core/Platform/CThisThread.h"
+#include "Support/CErrorText.h"
 #include "Support/CMallocCounter.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -33,8 +35,8 @@ using kel::CDCDAWContext;
 using kel::CModZumbelModule;
 using kel::CString;
 using kel::CTreeBlobWriter;
-using kel::processtest::takeMessage;
-using kel::processtest::text;
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace
 {
@@ -49,25 +51,25 @@ public:
     explicit CProductGraph(int graphChannels = 2) : channels(graphChannels)
     {
         EXPECT_EQ(shared.loadProduct(), "");
-        EXPECT_EQ(takeMessage(contextObject.init()), "");
+        EXPECT_EQ(CErrorText::takeMessage(contextObject.init()), "");
         context = contextObject.getContext();
         CAudioProcessBase* made = nullptr;
         auto* mainDef = shared.find<CAudioProcessDef>("audio.modMain");
         auto* outputDef = shared.find<kel::CAudioProcessDefBase>("audio.modOutput");
-        EXPECT_EQ(takeMessage(mainDef->createProcess(made)), "");
+        EXPECT_EQ(CErrorText::takeMessage(mainDef->createProcess(made)), "");
         main = static_cast<CAudioProcess*>(made);
         CAudioProcessBase::CBuild build;
         build.collector = &collector;
         build.def = mainDef;
         build.path = CString("plugin.modMain");
-        error = takeMessage(main->init(build));
-        EXPECT_EQ(takeMessage(outputDef->createProcess(made)), "");
+        error = CErrorText::takeMessage(main->init(build));
+        EXPECT_EQ(CErrorText::takeMessage(outputDef->createProcess(made)), "");
         output = dynamic_cast<kel::CModOutput*>(made);
         build.def = outputDef;
         build.path = CString("plugin.modOutput");
-        EXPECT_EQ(takeMessage(output->init(build)), "");
-        EXPECT_EQ(takeMessage(main->connect(0, output->getInputPort(0))), "");
-        EXPECT_EQ(takeMessage(main->registerKernels(context)), "");
+        EXPECT_EQ(CErrorText::takeMessage(output->init(build)), "");
+        EXPECT_EQ(CErrorText::takeMessage(main->connect(0, output->getInputPort(0))), "");
+        EXPECT_EQ(CErrorText::takeMessage(main->registerKernels(context)), "");
         zumbel =
             dynamic_cast<kel::CModZumbel*>(main->findProcess(CString("modZumbelModule.modZumbel")));
         bypass = dynamic_cast<kel::CModBypass*>(main->findProcess(CString("modBypass")));
@@ -86,8 +88,8 @@ public:
         conditions.sampleRateHz = kRate;
         conditions.channels = channels;
         conditions.blockContext = ++blockContext;
-        EXPECT_EQ(takeMessage(main->setup(conditions)), "");
-        EXPECT_EQ(takeMessage(output->setup(conditions)), "");
+        EXPECT_EQ(CErrorText::takeMessage(main->setup(conditions)), "");
+        EXPECT_EQ(CErrorText::takeMessage(output->setup(conditions)), "");
         output->setOutputShape(false, false, channels);
         // As the instance does at start: pool buffers of the run size, ready on the free list.
         std::vector<uint32_t> warm;
@@ -160,7 +162,7 @@ std::vector<std::string> names(const kel::CArray<CAudioProcessBase*, 8>& process
 {
     std::vector<std::string> out;
     for (const CAudioProcessBase* process : processes)
-        out.push_back(text(process->getName()));
+        out.push_back(CUtf8::of(process->getName()));
     return out;
 }
 
@@ -187,12 +189,12 @@ std::string buildBox(kel::processtest::CSharedTree& shared,
         return loaded;
     auto* def = shared.find<CAudioProcessDef>("box");
     CAudioProcessBase* made = nullptr;
-    EXPECT_EQ(takeMessage(def->createProcess(made)), "");
+    EXPECT_EQ(CErrorText::takeMessage(def->createProcess(made)), "");
     out = static_cast<CAudioProcess*>(made);
     CAudioProcessBase::CBuild build;
     build.def = def;
     build.path = CString("plugin.box");
-    return takeMessage(out->init(build));
+    return CErrorText::takeMessage(out->init(build));
 }
 
 } // namespace
@@ -227,7 +229,7 @@ TEST(CAudioProcessGraph, InnerParametersAreRemappedOntoTheOuterOnesWithTheOuterD
     EXPECT_NE(collector.findParam(CString("plugin.modMain.io-params.channel-group-solo")), nullptr);
     CAudioParam* period = collector.findParam(CString(kPeriod));
     ASSERT_NE(period, nullptr);
-    EXPECT_EQ(text(period->getDefinitionPath()), "audio.modMain.modZumbelModule.period");
+    EXPECT_EQ(CUtf8::of(period->getDefinitionPath()), "audio.modMain.modZumbelModule.period");
     // The node's slots read the user's values (30 s, -12 dB, 25 %), not its fallbacks.
     EXPECT_EQ(graph.zumbel->getSlotValue(0, 1), 30.0);
     EXPECT_NEAR(graph.module()->getParams().gainLin, 0.2511886, 1e-6);
@@ -450,17 +452,18 @@ TEST(CAudioProcessGraph, ContainerRefusesDuplicateNamesAndWrongDefinitions)
     ASSERT_EQ(buildBox(shared, {{"audio:modNode", "a"}}, {}, box), "");
     const auto* nodeDef = shared.find<kel::CAudioProcessDefBase>("box.a");
     CAudioProcessBase* twin = nullptr;
-    ASSERT_EQ(takeMessage(nodeDef->createProcess(twin)), "");
+    ASSERT_EQ(CErrorText::takeMessage(nodeDef->createProcess(twin)), "");
     CAudioProcessBase::CBuild build;
     build.def = nodeDef;
     build.path = CString("plugin.box.a");
-    ASSERT_EQ(takeMessage(twin->init(build)), "");
-    EXPECT_EQ(takeMessage(box->addProcess(twin)), "Duplicate audio process name 'a'.");
+    ASSERT_EQ(CErrorText::takeMessage(twin->init(build)), "");
+    EXPECT_EQ(CErrorText::takeMessage(box->addProcess(twin)), "Duplicate audio process name 'a'.");
     delete twin;
     delete box;
 
     CAudioProcess plain;
-    EXPECT_EQ(takeMessage(plain.init(build)), "Audio process def of invalid class supplied.");
+    EXPECT_EQ(CErrorText::takeMessage(plain.init(build)),
+              "Audio process def of invalid class supplied.");
 }
 
 TEST(CAudioProcessGraph, LinkAttributesAreCheckedWithTheirOwnMessages)

@@ -6,7 +6,9 @@
 #include "Core/CObject.h"
 #include "Core/CResourceTable.h"
 #include "ProductResources.h"
+#include "Support/CErrorText.h"
 #include "Support/CTreeBlobWriter.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -19,19 +21,15 @@ namespace kel
 namespace processtest
 {
 
-// The message of an error (empty for none); the error is deleted.
+// The UI parameter fixture (Tests/UI/Params) takes these two by these names from here; they only
+// pass on to the shared helpers, and go once it uses those itself.
 inline std::string takeMessage(CError* error)
 {
-    std::string message = error ? error->getMessage() : "";
-    delete error;
-    return message;
+    return test::CErrorText::takeMessage(error);
 }
-
 inline std::string text(const CString& value)
 {
-    std::string out(static_cast<size_t>(value.getUtf8Length()), '\0');
-    value.toUtf8(out.data(), static_cast<int>(out.size()) + 1);
-    return out;
+    return test::CUtf8::of(value);
 }
 
 // The creators of the parameter and graph classes, once per test program.
@@ -39,9 +37,9 @@ inline void ensureCreators()
 {
     if (!CObject::hasCreator(CString("audio:cvt-gain")))
     {
-        ASSERT_EQ(takeMessage(registerAudioParamCreators()), "");
+        ASSERT_EQ(test::CErrorText::takeMessage(registerAudioParamCreators()), "");
     }
-    ASSERT_EQ(takeMessage(registerAudioProcessCreators()), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(registerAudioProcessCreators()), "");
 }
 
 // A shared tree installed as the shared root for the life of the object: the product's own
@@ -90,7 +88,7 @@ private:
         previous = CObject::getSharedRoot();
         tree = new CObject();
         CObject::setSharedRoot(tree);
-        return takeMessage(tree->loadFromMemory(data, size, true));
+        return test::CErrorText::takeMessage(tree->loadFromMemory(data, size, true));
     }
 
     CObject* tree = nullptr;

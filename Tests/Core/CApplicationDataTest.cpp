@@ -8,6 +8,8 @@
 #include "Core/CString.h"
 #include "CObjectTestFixture.h"
 #include "Support/CTempFolder.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -19,8 +21,8 @@
 #include <vector>
 
 using namespace kel;
-using objecttest::takeMessage;
-using objecttest::text;
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace
 {
@@ -94,34 +96,39 @@ TEST_F(CApplicationDataTest, WriteLandsInTheUserFolderWithoutLeftoversAndReadsBa
 {
     CApplicationData& global = CGlobalData::get();
     CApplicationData& local = CLocalData::get();
-    EXPECT_EQ(text(global.getUserFolder()), base + "/user/Kelmont/Audio Plug-Ins/");
-    EXPECT_EQ(text(local.getCommonFolder()), base + "/common/Kelmont/Audio Plug-Ins/Zumbel/");
-    ASSERT_EQ(takeMessage(global.write(CString("ccmap"), buffer("map data"), kId)), "");
-    ASSERT_EQ(takeMessage(local.write(CString("default-preset"), buffer("preset"), kId)), "");
+    EXPECT_EQ(CUtf8::of(global.getUserFolder()), base + "/user/Kelmont/Audio Plug-Ins/");
+    EXPECT_EQ(CUtf8::of(local.getCommonFolder()), base + "/common/Kelmont/Audio Plug-Ins/Zumbel/");
+    ASSERT_EQ(CErrorText::takeMessage(global.write(CString("ccmap"), buffer("map data"), kId)), "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(local.write(CString("default-preset"), buffer("preset"), kId)), "");
     EXPECT_EQ(entriesOf(base + "/user/Kelmont/Audio Plug-Ins/Zumbel"),
               std::vector<std::string>{"default-preset"});
 
     // A fresh store (a new process) finds the items on disk.
     global.reset();
     CByteBuffer read;
-    ASSERT_EQ(takeMessage(global.read(CString("ccmap"), read, kId)), "");
+    ASSERT_EQ(CErrorText::takeMessage(global.read(CString("ccmap"), read, kId)), "");
     EXPECT_EQ(bytesOf(read), "map data");
     // An item stored under another id is a damaged item: an error, and nothing read.
     global.reset();
-    EXPECT_NE(takeMessage(global.read(CString("ccmap"), read, kId + 1)), "");
+    EXPECT_NE(CErrorText::takeMessage(global.read(CString("ccmap"), read, kId + 1)), "");
     EXPECT_EQ(read.getSize(), 0u);
 }
 
 TEST_F(CApplicationDataTest, WriteCreatesMissingFoldersOfTheItemPathAndReplacesTheOldItem)
 {
     CApplicationData& local = CLocalData::get();
-    ASSERT_EQ(takeMessage(local.write(CString("presets/bank one"), buffer("first"), kId)), "");
-    ASSERT_EQ(takeMessage(local.write(CString("presets/bank one"), buffer("second"), kId)), "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(local.write(CString("presets/bank one"), buffer("first"), kId)),
+        "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(local.write(CString("presets/bank one"), buffer("second"), kId)),
+        "");
     const std::string folder = base + "/user/Kelmont/Audio Plug-Ins/Zumbel/presets";
     EXPECT_EQ(entriesOf(folder), std::vector<std::string>{"bank one"});
     local.reset();
     CByteBuffer read;
-    ASSERT_EQ(takeMessage(local.read(CString("presets/bank one"), read, kId)), "");
+    ASSERT_EQ(CErrorText::takeMessage(local.read(CString("presets/bank one"), read, kId)), "");
     EXPECT_EQ(bytesOf(read), "second");
 }
 
@@ -132,10 +139,11 @@ TEST_F(CApplicationDataTest, WriteWithoutUserFolderDoesNothing)
     CItemWatcher watcher;
     watcher.bridge.attach(&global, CString("tablet-mode"));
     EXPECT_FALSE(global.isOpen());
-    ASSERT_EQ(takeMessage(global.write(CString("tablet-mode"), buffer("true"), kId)), "");
+    ASSERT_EQ(CErrorText::takeMessage(global.write(CString("tablet-mode"), buffer("true"), kId)),
+              "");
     EXPECT_EQ(watcher.changes, 0);
     CByteBuffer read;
-    ASSERT_EQ(takeMessage(global.read(CString("tablet-mode"), read, kId)), "");
+    ASSERT_EQ(CErrorText::takeMessage(global.read(CString("tablet-mode"), read, kId)), "");
     EXPECT_EQ(read.getSize(), 0u);
     EXPECT_TRUE(std::filesystem::is_empty(base + "/user"));
     EXPECT_TRUE(std::filesystem::is_empty(base + "/common"));
@@ -145,7 +153,7 @@ TEST_F(CApplicationDataTest, ItemAbsentOnDiskComesFromTheCommonFolderThenFromThe
 {
     // The same block form in the common folder and as a resource.
     CMemoryWriteBuffer block(128);
-    ASSERT_EQ(takeMessage(block.writeCompressedData("routing", 7, kId)), "");
+    ASSERT_EQ(CErrorText::takeMessage(block.writeCompressedData("routing", 7, kId)), "");
     std::vector<uint8_t> blob(4 + block.getSize());
     const uint32_t size = static_cast<uint32_t>(block.getSize());
     std::memcpy(blob.data(), &size, 4);
@@ -156,10 +164,13 @@ TEST_F(CApplicationDataTest, ItemAbsentOnDiskComesFromTheCommonFolderThenFromThe
     CResourceTable::install(table);
 
     CByteBuffer read;
-    ASSERT_EQ(takeMessage(CGlobalData::get().read(CString("routing-presets"), read, kId)), "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(CGlobalData::get().read(CString("routing-presets"), read, kId)),
+        "");
     EXPECT_EQ(bytesOf(read), "routing");
     // The product's store has another prefix.
-    ASSERT_EQ(takeMessage(CLocalData::get().read(CString("routing-presets"), read, kId)), "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(CLocalData::get().read(CString("routing-presets"), read, kId)), "");
     EXPECT_EQ(read.getSize(), 0u);
     CResourceTable::install(previous);
 
@@ -167,7 +178,8 @@ TEST_F(CApplicationDataTest, ItemAbsentOnDiskComesFromTheCommonFolderThenFromThe
     std::ofstream(base + "/common/Kelmont/Audio Plug-Ins/shared-item", std::ios::binary)
         .write(reinterpret_cast<const char*>(block.getData()),
                static_cast<std::streamsize>(block.getSize()));
-    ASSERT_EQ(takeMessage(CGlobalData::get().read(CString("shared-item"), read, kId)), "");
+    ASSERT_EQ(CErrorText::takeMessage(CGlobalData::get().read(CString("shared-item"), read, kId)),
+              "");
     EXPECT_EQ(bytesOf(read), "routing");
 }
 
@@ -180,15 +192,18 @@ TEST_F(CApplicationDataTest, WriteNotifiesTheBridgesOfThatItemOnly)
     same.bridge.attach(&global, CString("drag-precision"));
     sameToo.bridge.attach(&global, CString("drag-precision"));
     other.bridge.attach(&global, CString("tablet-mode"));
-    ASSERT_EQ(takeMessage(global.writeString(CString("drag-precision"), CString("0.25"))), "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(global.writeString(CString("drag-precision"), CString("0.25"))),
+        "");
     EXPECT_EQ(same.changes, 1);
     EXPECT_EQ(sameToo.changes, 1);
     EXPECT_EQ(other.changes, 0);
     sameToo.bridge.detach();
-    ASSERT_EQ(takeMessage(global.writeString(CString("drag-precision"), CString("0.5"))), "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(global.writeString(CString("drag-precision"), CString("0.5"))), "");
     EXPECT_EQ(same.changes, 2);
     EXPECT_EQ(sameToo.changes, 1);
     CString value;
-    ASSERT_EQ(takeMessage(global.readString(CString("drag-precision"), value)), "");
-    EXPECT_EQ(text(value), "0.5");
+    ASSERT_EQ(CErrorText::takeMessage(global.readString(CString("drag-precision"), value)), "");
+    EXPECT_EQ(CUtf8::of(value), "0.5");
 }

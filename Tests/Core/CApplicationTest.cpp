@@ -4,11 +4,16 @@
 #include "Core/CConsole.h"
 #include "Core/CDebugChannel.h"
 #include "Core/CTreeOwner.h"
+#include "Support/CErrorText.h"
 #include "Support/CTempFolder.h"
+#include "Support/CUtf8.h"
 
 #include <filesystem>
 #include <fstream>
 #include <set>
+
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace kel
 {
@@ -28,7 +33,7 @@ TEST_F(CApplicationTest, SecondSharedObjectIsRefusedAndTheFirstStays)
 {
     CObject* shared = CApplication::getSharedObject();
     ASSERT_NE(shared, nullptr);
-    EXPECT_EQ(takeMessage(CApplication::initSharedObject(CString())),
+    EXPECT_EQ(CErrorText::takeMessage(CApplication::initSharedObject(CString())),
               "Shared object already exists.");
     EXPECT_EQ(CApplication::getSharedObject(), shared);
     // A second init changes nothing either.
@@ -41,8 +46,8 @@ TEST_F(CApplicationTest, RootsGetTheirOwnOwnerRecordsWhichGoWithThem)
     const int rootsBefore = CApplication::getRootCount();
     CObject* first = nullptr;
     CObject* second = nullptr;
-    ASSERT_EQ(takeMessage(CApplication::initRootObject(first, CString())), "");
-    ASSERT_EQ(takeMessage(CApplication::initRootObject(second, CString())), "");
+    ASSERT_EQ(CErrorText::takeMessage(CApplication::initRootObject(first, CString())), "");
+    ASSERT_EQ(CErrorText::takeMessage(CApplication::initRootObject(second, CString())), "");
     ASSERT_NE(first->getTreeOwner(), nullptr);
     EXPECT_NE(first->getTreeOwner(), second->getTreeOwner());
     EXPECT_NE(first->getTreeOwner()->getRootId(), second->getTreeOwner()->getRootId());
@@ -54,8 +59,9 @@ TEST_F(CApplicationTest, RootsGetTheirOwnOwnerRecordsWhichGoWithThem)
     CApplication::destroyRootObject(first);
     CApplication::destroyRootObject(second);
     EXPECT_EQ(CApplication::getRootCount(), rootsBefore);
-    EXPECT_EQ(takeMessage(CApplication::initRootObject(first, CString("NoSuchTree.xml"))),
-              "Resource 'NoSuchTree.xml' not found.");
+    EXPECT_EQ(
+        CErrorText::takeMessage(CApplication::initRootObject(first, CString("NoSuchTree.xml"))),
+        "Resource 'NoSuchTree.xml' not found.");
     EXPECT_EQ(first, nullptr);
     EXPECT_EQ(CApplication::getRootCount(), rootsBefore);
 }
@@ -79,21 +85,24 @@ TEST_F(CApplicationTest, RegistrationHookAddedLateRunsAtOnce)
 TEST_F(CApplicationTest, AttrDoublerCopiesItsValueToEveryTarget)
 {
     CObject* made = nullptr;
-    ASSERT_EQ(takeMessage(CApplication::initRootObject(made, CString())), "");
+    ASSERT_EQ(CErrorText::takeMessage(CApplication::initRootObject(made, CString())), "");
     CObject* left = makeChild(made, "core:object", "left");
     CObject* right = makeChild(made, "core:object", "right");
     CObject* doubler = makeChild(made, "core:attr-doubler", "doubler",
                                  {{"target", "^.left, ^.right"}, {"attr", "width"}});
-    ASSERT_EQ(takeMessage(doubler->setAttr(CString("value"), CAttrValue("120"))), "");
-    EXPECT_EQ(text(left->getAttrString(CString("width"))), "120");
-    EXPECT_EQ(text(right->getAttrString(CString("width"))), "120");
+    ASSERT_EQ(CErrorText::takeMessage(doubler->setAttr(CString("value"), CAttrValue("120"))), "");
+    EXPECT_EQ(CUtf8::of(left->getAttrString(CString("width"))), "120");
+    EXPECT_EQ(CUtf8::of(right->getAttrString(CString("width"))), "120");
 
     CObject* bad = nullptr;
-    ASSERT_EQ(takeMessage(made->addChild(CString("core:attr-doubler"), CString("bad"), bad)), "");
-    EXPECT_EQ(takeMessage(bad->init()), "No target objects specified.");
-    ASSERT_EQ(takeMessage(bad->setAttr(CString("target"), CAttrValue("^.left ^.nowhere"), false)),
+    ASSERT_EQ(
+        CErrorText::takeMessage(made->addChild(CString("core:attr-doubler"), CString("bad"), bad)),
+        "");
+    EXPECT_EQ(CErrorText::takeMessage(bad->init()), "No target objects specified.");
+    ASSERT_EQ(CErrorText::takeMessage(
+                  bad->setAttr(CString("target"), CAttrValue("^.left ^.nowhere"), false)),
               "");
-    EXPECT_EQ(takeMessage(bad->init()), "Target object '^.nowhere' not found.");
+    EXPECT_EQ(CErrorText::takeMessage(bad->init()), "Target object '^.nowhere' not found.");
     CApplication::destroyRootObject(made);
 }
 
@@ -107,19 +116,20 @@ TEST(CSystemTest, CollectFilesListsEntriesByPatternAndNamesTheFolderOnError)
     std::filesystem::create_directory(folder + "/sub");
 
     CArray<CString> all;
-    ASSERT_EQ(takeMessage(CSystem::collectFiles(CString(folder.c_str()), all)), "");
+    ASSERT_EQ(CErrorText::takeMessage(CSystem::collectFiles(CString(folder.c_str()), all)), "");
     std::set<std::string> names;
     for (const CString& name : all)
-        names.insert(text(name));
+        names.insert(CUtf8::of(name));
     EXPECT_EQ(names, (std::set<std::string>{"one.cpf", "two.cpf", "bank.cbf", "sub"}));
 
     CArray<CString> presets;
-    ASSERT_EQ(takeMessage(CSystem::collectFiles(CString((folder + "/*.cpf").c_str()), presets)),
+    ASSERT_EQ(CErrorText::takeMessage(
+                  CSystem::collectFiles(CString((folder + "/*.cpf").c_str()), presets)),
               "");
     EXPECT_EQ(presets.getCount(), 2);
 
     const std::string missing = folder + "/none";
-    EXPECT_EQ(takeMessage(CSystem::collectFiles(CString(missing.c_str()), presets)),
+    EXPECT_EQ(CErrorText::takeMessage(CSystem::collectFiles(CString(missing.c_str()), presets)),
               "Error 2 while collecting files list in '" + missing + "' path.");
     std::filesystem::remove_all(folder);
 }

@@ -11,6 +11,8 @@
 #include "Core/Platform/CThisThread.h"
 #include "Core/Platform/CTickClock.h"
 #include "CObjectTestFixture.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -25,9 +27,6 @@ namespace kel
 {
 namespace eventtest
 {
-
-using objecttest::takeMessage;
-using objecttest::text;
 
 // A listener that counts its calls, remembers the thread and parameters of the last one, and
 // runs an optional action from inside the call. It also records linked attribute changes.
@@ -51,12 +50,12 @@ public:
     {
         lastParams.clear();
         for (const auto& [key, value] : params)
-            lastParams.push_back({text(key), text(value.getString())});
+            lastParams.push_back({test::CUtf8::of(key), test::CUtf8::of(value.getString())});
         return onPing();
     }
     CError* onLinkedAttr(CObject* sender, const CString& attrName, const CAttrValue& value) override
     {
-        linkedValue = text(value.getString());
+        linkedValue = test::CUtf8::of(value.getString());
         linkedThread = CThisThread::id();
         ++linkedCalls;
         return CObject::onLinkedAttr(sender, attrName, value);
@@ -104,14 +103,17 @@ T* makeChild(CObject* parent, const char* tag, const char* name,
              std::vector<std::pair<const char*, const char*>> attrs = {})
 {
     CObject* child = nullptr;
-    EXPECT_EQ(takeMessage(parent->addChild(CString(tag), CString(name), child)), "");
+    EXPECT_EQ(test::CErrorText::takeMessage(parent->addChild(CString(tag), CString(name), child)),
+              "");
     if (!child)
         return nullptr;
     for (const auto& [key, value] : attrs)
-        EXPECT_EQ(takeMessage(child->setAttr(CString(key), CAttrValue(value), false)), "");
-    EXPECT_EQ(takeMessage(child->init()), "");
-    EXPECT_EQ(takeMessage(child->createChilds()), "");
-    EXPECT_EQ(takeMessage(child->initChilds()), "");
+        EXPECT_EQ(
+            test::CErrorText::takeMessage(child->setAttr(CString(key), CAttrValue(value), false)),
+            "");
+    EXPECT_EQ(test::CErrorText::takeMessage(child->init()), "");
+    EXPECT_EQ(test::CErrorText::takeMessage(child->createChilds()), "");
+    EXPECT_EQ(test::CErrorText::takeMessage(child->initChilds()), "");
     T* typed = dynamic_cast<T*>(child);
     EXPECT_NE(typed, nullptr);
     return typed;
@@ -181,7 +183,7 @@ protected:
     CObject* makeRoot()
     {
         CObject* made = nullptr;
-        EXPECT_EQ(takeMessage(CApplication::initRootObject(made, CString())), "");
+        EXPECT_EQ(test::CErrorText::takeMessage(CApplication::initRootObject(made, CString())), "");
         makeChild<CStdEventBridge>(made, "ui:ui-event-bridge", "bridge");
         roots.push_back(made);
         return made;

@@ -2,6 +2,7 @@
 #include "Core/CFileReader.h"
 #include "Core/CFileWriter.h"
 #include "Core/CString.h"
+#include "Support/CErrorText.h"
 #include "Support/CTempFolder.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 #include <string>
 
 using namespace kel;
+using kel::test::CErrorText;
 
 namespace
 {
@@ -35,12 +37,6 @@ protected:
     int64_t liveBefore = 0;
 };
 
-void expectError(CError* error, const std::string& message)
-{
-    ASSERT_NE(error, nullptr) << "expected: " << message;
-    EXPECT_EQ(std::string(error->getMessage()), message);
-    delete error;
-}
 } // namespace
 
 TEST_F(CFileStreamTest, WrittenFileReadsBackWithPositionsAndSize)
@@ -121,47 +117,47 @@ TEST_F(CFileStreamTest, FailuresNameTheFileAndTheSystemError)
 {
     const std::string missing = folder + "/none \xC3\xBC.bin";
     CFileReader reader;
-    expectError(reader.open(missing.c_str(), 3), "Unable to open file '" + missing +
-                                                     "' for reading (error " +
-                                                     std::to_string(ENOENT) + ", flags 3).");
+    EXPECT_EQ(CErrorText::takeMessage(reader.open(missing.c_str(), 3)),
+              "Unable to open file '" + missing + "' for reading (error " + std::to_string(ENOENT) +
+                  ", flags 3).");
     CFileWriter writer;
     const std::string noFolder = folder + "/no/such/folder.bin";
-    expectError(writer.open(noFolder.c_str(), true), "Unable to open file '" + noFolder +
-                                                         "' for appending (error " +
-                                                         std::to_string(ENOENT) + ", flags 0).");
-    expectError(writer.open(noFolder.c_str(), false), "Unable to open file '" + noFolder +
-                                                          "' for rewriting (error " +
-                                                          std::to_string(ENOENT) + ", flags 0).");
+    EXPECT_EQ(CErrorText::takeMessage(writer.open(noFolder.c_str(), true)),
+              "Unable to open file '" + noFolder + "' for appending (error " +
+                  std::to_string(ENOENT) + ", flags 0).");
+    EXPECT_EQ(CErrorText::takeMessage(writer.open(noFolder.c_str(), false)),
+              "Unable to open file '" + noFolder + "' for rewriting (error " +
+                  std::to_string(ENOENT) + ", flags 0).");
 
     const std::string path = folder + "/short.bin";
     ASSERT_EQ(writer.open(path.c_str(), false), nullptr);
     ASSERT_EQ(writer.write("1234", 4), nullptr);
     ASSERT_EQ(writer.close(), nullptr);
     const std::string badf = std::to_string(EBADF);
-    expectError(writer.write("x", 1),
-                "Unable to write to file '" + path + "' (error " + badf + ").");
+    EXPECT_EQ(CErrorText::takeMessage(writer.write("x", 1)),
+              "Unable to write to file '" + path + "' (error " + badf + ").");
     int64_t value = 0;
-    expectError(writer.getSize(value),
-                "Unable to get file size of file '" + path + "' (error " + badf + ").");
+    EXPECT_EQ(CErrorText::takeMessage(writer.getSize(value)),
+              "Unable to get file size of file '" + path + "' (error " + badf + ").");
 
     ASSERT_EQ(reader.open(path.c_str()), nullptr);
     uint8_t bytes[10];
-    expectError(reader.read(bytes, 10),
-                "Unable to read from file '" + path + "' (required 10 bytes, read 4 bytes).");
+    EXPECT_EQ(CErrorText::takeMessage(reader.read(bytes, 10)),
+              "Unable to read from file '" + path + "' (required 10 bytes, read 4 bytes).");
     size_t got = 1;
     ASSERT_EQ(reader.readStreamed(bytes, 10, got), nullptr);
     EXPECT_EQ(got, 0u) << "streamed reads end quietly";
-    expectError(reader.setPosition(-5), "Unable to set file's '" + path +
-                                            "' reading position (error " + std::to_string(EINVAL) +
-                                            ").");
+    EXPECT_EQ(CErrorText::takeMessage(reader.setPosition(-5)), "Unable to set file's '" + path +
+                                                                   "' reading position (error " +
+                                                                   std::to_string(EINVAL) + ").");
     ASSERT_EQ(reader.close(), nullptr);
     ASSERT_EQ(reader.close(), nullptr);
-    expectError(reader.getSize(value),
-                "Unable to get file's '" + path + "' size (error " + badf + ").");
-    expectError(reader.getPosition(value),
-                "Unable to get file's '" + path + "' reading position (error " + badf + ").");
-    expectError(reader.consume(1),
-                "Unable to set file's '" + path + "' consume position (error " + badf + ").");
-    expectError(reader.readStreamed(bytes, 1, got),
-                "Unable to read from file '" + path + "' (error " + badf + ").");
+    EXPECT_EQ(CErrorText::takeMessage(reader.getSize(value)),
+              "Unable to get file's '" + path + "' size (error " + badf + ").");
+    EXPECT_EQ(CErrorText::takeMessage(reader.getPosition(value)),
+              "Unable to get file's '" + path + "' reading position (error " + badf + ").");
+    EXPECT_EQ(CErrorText::takeMessage(reader.consume(1)),
+              "Unable to set file's '" + path + "' consume position (error " + badf + ").");
+    EXPECT_EQ(CErrorText::takeMessage(reader.readStreamed(bytes, 1, got)),
+              "Unable to read from file '" + path + "' (error " + badf + ").");
 }

@@ -1,6 +1,11 @@
 #include "CEventTestFixture.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
 
 #include <thread>
+
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace kel
 {
@@ -16,9 +21,9 @@ protected:
                             CObject* parent = nullptr)
     {
         auto* made = makeChild<CTestListener>(parent ? parent : bridge, "test:listener", name);
-        EXPECT_EQ(
-            takeMessage(made->listenObject(CString(senderPath), CString("ping"), CString(proc))),
-            "");
+        EXPECT_EQ(CErrorText::takeMessage(
+                      made->listenObject(CString(senderPath), CString("ping"), CString(proc))),
+                  "");
         return made;
     }
     static CError* send(CObject* sender, bool forceQueued = false)
@@ -46,11 +51,11 @@ TEST_F(CNotifyServerTest, ListenerRemovedByAnEarlierListenerIsStillCalledForThat
         server().removeListener(a, CString("^.sender"), CString("ping"));
         return nullptr;
     };
-    ASSERT_EQ(takeMessage(send(sender)), "");
+    ASSERT_EQ(CErrorText::takeMessage(send(sender)), "");
     EXPECT_EQ(a->calls, 1);
     EXPECT_EQ(b->calls, 1);
     EXPECT_EQ(a->lastThread, CThisThread::id());
-    ASSERT_EQ(takeMessage(send(sender)), "");
+    ASSERT_EQ(CErrorText::takeMessage(send(sender)), "");
     EXPECT_EQ(a->calls + b->calls, 2);
     // An event name without listeners keeps no record.
     EXPECT_EQ(server().getRecordCount(), 0);
@@ -68,14 +73,14 @@ TEST_F(CNotifyServerTest, ListenersHearOnlyTheirSenderInTheirOwnTree)
     // A sender that does not exist yet is found by its absolute path once it does.
     CTestListener* early = listener("early", "/bridge.later");
 
-    ASSERT_EQ(takeMessage(send(otherSender)), "");
-    ASSERT_EQ(takeMessage(send(secondSender)), "");
+    ASSERT_EQ(CErrorText::takeMessage(send(otherSender)), "");
+    ASSERT_EQ(CErrorText::takeMessage(send(secondSender)), "");
     EXPECT_EQ(near->calls, 0);
-    ASSERT_EQ(takeMessage(send(sender)), "");
+    ASSERT_EQ(CErrorText::takeMessage(send(sender)), "");
     EXPECT_EQ(near->calls, 1);
 
     CObject* later = makeChild(bridge, "core:object", "later");
-    ASSERT_EQ(takeMessage(send(later)), "");
+    ASSERT_EQ(CErrorText::takeMessage(send(later)), "");
     EXPECT_EQ(early->calls, 1);
     EXPECT_EQ(near->calls, 1);
 }
@@ -84,7 +89,7 @@ TEST_F(CNotifyServerTest, EventFromAnotherThreadIsQueuedAndArrivesOnTheBridgeThr
 {
     CObject* sender = makeChild(bridge, "core:object", "sender");
     CTestListener* target = listener("target", "^.sender", "ping-params");
-    std::thread([&] { EXPECT_EQ(takeMessage(send(sender)), ""); }).join();
+    std::thread([&] { EXPECT_EQ(CErrorText::takeMessage(send(sender)), ""); }).join();
     EXPECT_EQ(target->calls, 0);
     ASSERT_TRUE(pumpUntil([&] { return target->calls == 1; }));
     EXPECT_EQ(target->lastThread, CThisThread::id());
@@ -102,12 +107,12 @@ TEST_F(CNotifyServerTest, QueuedEventForADestroyedObjectIsDroppedAlsoWhenANewObj
     CObject* sender = makeChild(bridge, "core:object", "sender");
     CTestListener* gone = listener("gone", "^.sender");
     CTestListener* replaced = listener("replaced", "^.sender");
-    std::thread([&] { EXPECT_EQ(takeMessage(send(sender)), ""); }).join();
-    ASSERT_EQ(takeMessage(send(sender, true)), "");
+    std::thread([&] { EXPECT_EQ(CErrorText::takeMessage(send(sender)), ""); }).join();
+    ASSERT_EQ(CErrorText::takeMessage(send(sender, true)), "");
     CObject::destroyObject(gone);
     CObject::destroyObject(replaced);
     CTestListener* successor = makeChild<CTestListener>(bridge, "test:listener", "replaced");
-    ASSERT_EQ(text(successor->getFullName()), "bridge.replaced");
+    ASSERT_EQ(CUtf8::of(successor->getFullName()), "bridge.replaced");
     EXPECT_NE(successor->getObjectId(), -1);
     for (int i = 0; i < 5; ++i)
         CRunLoop::forThisThread()->runOnce(5);
@@ -122,7 +127,7 @@ TEST_F(CNotifyServerTest, SynchronousListenerErrorReachesTheSenderAndEndsTheCall
     const auto fail = [](CTestListener*) { return KEL_ERROR("@kelstr_Test_listener Refused."); };
     a->action = fail;
     b->action = fail;
-    EXPECT_EQ(takeMessage(send(sender)), "Refused.");
+    EXPECT_EQ(CErrorText::takeMessage(send(sender)), "Refused.");
     EXPECT_EQ(a->calls + b->calls, 1);
 }
 
@@ -136,7 +141,7 @@ TEST_F(CNotifyServerTest, QueuedListenerErrorGoesToTheErrorWindow)
     CObject* sender = makeChild(bridge, "core:object", "sender");
     CTestListener* target = listener("target", "^.sender");
     target->action = [](CTestListener*) { return KEL_ERROR("@kelstr_Test_queued Late failure."); };
-    ASSERT_EQ(takeMessage(send(sender, true)), "");
+    ASSERT_EQ(CErrorText::takeMessage(send(sender, true)), "");
     ASSERT_TRUE(pumpUntil([&] { return target->calls == 1; }));
     CSystem::setErrorPresenter(nullptr, nullptr);
     ASSERT_EQ(reports.size(), 1u);
@@ -148,14 +153,14 @@ TEST_F(CNotifyServerTest, ReleaseChildBridgedIsQueuedUnderABridgeAndDirectOutsid
     CObject* parent = makeChild(bridge, "core:object", "parent");
     CObject* child = makeChild(parent, "core:object", "child");
     makeChild(child, "core:object", "inner");
-    ASSERT_EQ(takeMessage(child->releaseChildBridged()), "");
+    ASSERT_EQ(CErrorText::takeMessage(child->releaseChildBridged()), "");
     // Still there: the caller may be inside one of the child's own procedures.
     EXPECT_EQ(parent->getChildCount(), 1);
     ASSERT_TRUE(pumpUntil([&] { return parent->getChildCount() == 0; }));
 
     CObject* looseParent = makeChild(root, "core:object", "loose");
     CObject* looseChild = makeChild(looseParent, "core:object", "child");
-    ASSERT_EQ(takeMessage(looseChild->releaseChildBridged()), "");
+    ASSERT_EQ(CErrorText::takeMessage(looseChild->releaseChildBridged()), "");
     EXPECT_EQ(looseParent->getChildCount(), 0);
 }
 
@@ -163,10 +168,10 @@ TEST_F(CNotifyServerTest, ListenersOutsideAnyBridgeAreSkipped)
 {
     CObject* sender = makeChild(root, "core:object", "sender");
     auto* outside = makeChild<CTestListener>(root, "test:listener", "outside");
-    ASSERT_EQ(
-        takeMessage(outside->listenObject(CString("^.sender"), CString("ping"), CString("ping"))),
-        "");
-    ASSERT_EQ(takeMessage(send(sender)), "");
+    ASSERT_EQ(CErrorText::takeMessage(
+                  outside->listenObject(CString("^.sender"), CString("ping"), CString("ping"))),
+              "");
+    ASSERT_EQ(CErrorText::takeMessage(send(sender)), "");
     EXPECT_EQ(outside->calls, 0);
 }
 
@@ -190,7 +195,7 @@ TEST_F(CNotifyServerConcurrency, SendsFromManyThreadsReachListenersOnOneLoop)
             [&]
             {
                 for (int i = 0; i < kSendsPerThread; ++i)
-                    EXPECT_EQ(takeMessage(send(sender)), "");
+                    EXPECT_EQ(CErrorText::takeMessage(send(sender)), "");
                 --running;
             });
     int ownSends = 0;
@@ -198,7 +203,7 @@ TEST_F(CNotifyServerConcurrency, SendsFromManyThreadsReachListenersOnOneLoop)
     {
         // Listeners come and go under the senders' feet.
         CTestListener* passing = listener("passing", "^.sender");
-        EXPECT_EQ(takeMessage(send(sender)), "");
+        EXPECT_EQ(CErrorText::takeMessage(send(sender)), "");
         ++ownSends;
         CObject::destroyObject(passing);
         CRunLoop::forThisThread()->runOnce(1);

@@ -1,6 +1,11 @@
 #include "Core/CObject.h"
 #include "Core/CTreeOwner.h"
 #include "CObjectTestFixture.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
+
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace kel
 {
@@ -15,7 +20,7 @@ CObject* addTo(CObject* parent, const char* tag, const char* name)
 {
     CObject* child = nullptr;
     CError* error = parent->addChild(tag, name, child);
-    EXPECT_EQ(takeMessage(error), "");
+    EXPECT_EQ(CErrorText::takeMessage(error), "");
     return child;
 }
 
@@ -25,14 +30,14 @@ TEST_F(CObjectTest, TakenNamesMoveToTheNextFreeIndex)
     CObject* first = addTo(root, "core:object", "ext-param");
     CObject* second = addTo(root, "core:object", "ext-param");
     CObject* third = addTo(root, "core:object", "ext-param");
-    EXPECT_EQ(text(first->getName()), "ext-param");
-    EXPECT_EQ(text(second->getName()), "ext-param#1");
-    EXPECT_EQ(text(third->getName()), "ext-param#2");
+    EXPECT_EQ(CUtf8::of(first->getName()), "ext-param");
+    EXPECT_EQ(CUtf8::of(second->getName()), "ext-param#1");
+    EXPECT_EQ(CUtf8::of(third->getName()), "ext-param#2");
 
     CObject* seventh = addTo(root, "core:object", "item#7");
     CObject* again = addTo(root, "core:object", "item#7");
-    EXPECT_EQ(text(seventh->getName()), "item#7");
-    EXPECT_EQ(text(again->getName()), "item#8");
+    EXPECT_EQ(CUtf8::of(seventh->getName()), "item#7");
+    EXPECT_EQ(CUtf8::of(again->getName()), "item#8");
     EXPECT_EQ(root->findChild("item#8"), again);
     EXPECT_EQ(root->findChild("item"), nullptr);
 
@@ -48,13 +53,13 @@ TEST_F(CObjectTest, FullNameIsTheDotPathFromTheRoot)
     CObject* a = addTo(root, "core:object", "a");
     CObject* b = addTo(a, "core:object", "b");
     CObject* c = addTo(b, "core:object", "c#2");
-    EXPECT_EQ(text(a->getFullName()), "a");
-    EXPECT_EQ(text(c->getFullName()), "a.b.c#2");
-    EXPECT_EQ(text(c->getAttrString("full-name")), "a.b.c#2");
-    EXPECT_EQ(text(c->getAttrString("name")), "c#2");
+    EXPECT_EQ(CUtf8::of(a->getFullName()), "a");
+    EXPECT_EQ(CUtf8::of(c->getFullName()), "a.b.c#2");
+    EXPECT_EQ(CUtf8::of(c->getAttrString("full-name")), "a.b.c#2");
+    EXPECT_EQ(CUtf8::of(c->getAttrString("name")), "c#2");
     EXPECT_STREQ(c->kelErrorContextName(), "a.b.c#2");
     EXPECT_EQ(c->getRoot(), root);
-    EXPECT_EQ(text(c->getTag()), "core:object");
+    EXPECT_EQ(CUtf8::of(c->getTag()), "core:object");
 }
 
 TEST_F(CObjectTest, ErrorsMadeInsideMembersCarryTheFullName)
@@ -69,7 +74,7 @@ TEST_F(CObjectTest, ErrorsMadeInsideMembersCarryTheFullName)
     EXPECT_STREQ(error->getKey(), "kelstr_Test_attrMode");
     delete error;
     // The value stays although the handler refused it.
-    EXPECT_EQ(text(child->getAttrString("mode")), "fail");
+    EXPECT_EQ(CUtf8::of(child->getAttrString("mode")), "fail");
 }
 
 TEST_F(CObjectTest, ObjectIdsComeFromTheTreeOwner)
@@ -107,10 +112,10 @@ TEST_F(CObjectTest, UnknownTagsMakePlainObjectsAndSayIt)
 
 TEST_F(CObjectTest, SecondCreatorForATagIsRefused)
 {
-    EXPECT_EQ(
-        takeMessage(CObject::registerCreator("test:counting", &CCreatorRow::create<CCountingObject>,
-                                             &CCountingObject::registerClass)),
-        "Creator for 'test:counting' has already been registered.");
+    EXPECT_EQ(CErrorText::takeMessage(
+                  CObject::registerCreator("test:counting", &CCreatorRow::create<CCountingObject>,
+                                           &CCountingObject::registerClass)),
+              "Creator for 'test:counting' has already been registered.");
 }
 
 TEST_F(CObjectTest, ReadOnlyObjectsRefuseChildrenAndIgnoreAttributes)
@@ -118,7 +123,7 @@ TEST_F(CObjectTest, ReadOnlyObjectsRefuseChildrenAndIgnoreAttributes)
     root = new CObject();
     root->setReadOnly(true);
     CObject* child = nullptr;
-    EXPECT_EQ(takeMessage(root->addChild("core:object", "a", child)),
+    EXPECT_EQ(CErrorText::takeMessage(root->addChild("core:object", "a", child)),
               "Error adding child to read-only object.");
     EXPECT_EQ(child, nullptr);
     EXPECT_EQ(root->setAttr("x", "1"), nullptr);
@@ -147,7 +152,7 @@ TEST_F(CObjectTest, MissingAttributesAreLoggedAndGiveDefaults)
     EXPECT_EQ(a->getAttrDouble("gain"), 0.0);
     EXPECT_EQ(a->getAttrPointer("ptr"), nullptr);
     EXPECT_EQ(a->getAttrInt("count", 5), 5);
-    EXPECT_EQ(text(a->getAttrString("nope", "dflt")), "dflt");
+    EXPECT_EQ(CUtf8::of(a->getAttrString("nope", "dflt")), "dflt");
     EXPECT_EQ(a->getAttrDouble("gain", 0.5), 0.5);
     if (CDebugChannel::isCompiledIn())
     {
@@ -169,12 +174,12 @@ TEST_F(CObjectTest, TypedValuesKeepTheirType)
     int target = 0;
     ASSERT_EQ(root->setAttr("p", static_cast<void*>(&target)), nullptr);
     EXPECT_EQ(root->findAttr("n")->getType(), CAttrValue::kTypeInt);
-    EXPECT_EQ(text(root->getAttrString("g")), "0.5000");
-    EXPECT_EQ(text(root->getAttrString("b")), "true");
+    EXPECT_EQ(CUtf8::of(root->getAttrString("g")), "0.5000");
+    EXPECT_EQ(CUtf8::of(root->getAttrString("b")), "true");
     EXPECT_EQ(root->getAttrPointer("p"), &target);
     // Braces in typed values are not expressions: only text is expanded.
     ASSERT_EQ(root->setAttr("t", "{n}"), nullptr);
-    EXPECT_EQ(text(root->getAttrString("t")), "12");
+    EXPECT_EQ(CUtf8::of(root->getAttrString("t")), "12");
 }
 
 TEST_F(CObjectTest, ExpressionsResolveFromTheRightAndMayBuildEachOther)
@@ -187,17 +192,17 @@ TEST_F(CObjectTest, ExpressionsResolveFromTheRightAndMayBuildEachOther)
     ASSERT_EQ(a->setAttr("which", "size"), nullptr);
 
     ASSERT_EQ(b->setAttr("x", "{colour}-{size}"), nullptr);
-    EXPECT_EQ(text(b->getAttrString("x")), "red-10");
+    EXPECT_EQ(CUtf8::of(b->getAttrString("x")), "red-10");
     ASSERT_EQ(b->setAttr("y", "{{which}}"), nullptr);
-    EXPECT_EQ(text(b->getAttrString("y")), "10");
+    EXPECT_EQ(CUtf8::of(b->getAttrString("y")), "10");
     ASSERT_EQ(b->setAttr("z", "a{b"), nullptr);
-    EXPECT_EQ(text(b->getAttrString("z")), "a{b");
+    EXPECT_EQ(CUtf8::of(b->getAttrString("z")), "a{b");
     ASSERT_EQ(b->setAttr("w", "x}{"), nullptr);
-    EXPECT_EQ(text(b->getAttrString("w")), "x}{");
+    EXPECT_EQ(CUtf8::of(b->getAttrString("w")), "x}{");
     ASSERT_EQ(b->setAttr("n", "{full-name}.settings"), nullptr);
-    EXPECT_EQ(text(b->getAttrString("n")), "a.b.settings");
+    EXPECT_EQ(CUtf8::of(b->getAttrString("n")), "a.b.settings");
     ASSERT_EQ(b->setAttr("m", "{missing}!"), nullptr);
-    EXPECT_EQ(text(b->getAttrString("m")), "!");
+    EXPECT_EQ(CUtf8::of(b->getAttrString("m")), "!");
 }
 
 TEST_F(CObjectTest, EmptyAndDefaultExpressionsInheritTheSameName)
@@ -206,11 +211,11 @@ TEST_F(CObjectTest, EmptyAndDefaultExpressionsInheritTheSameName)
     CObject* a = addTo(root, "core:object", "a");
     ASSERT_EQ(root->setAttr("font-name", "Sans"), nullptr);
     ASSERT_EQ(a->setAttr("font-name", "{}"), nullptr);
-    EXPECT_EQ(text(a->getAttrString("font-name")), "Sans");
+    EXPECT_EQ(CUtf8::of(a->getAttrString("font-name")), "Sans");
     ASSERT_EQ(a->setAttr("font-size", "{?12}"), nullptr);
-    EXPECT_EQ(text(a->getAttrString("font-size")), "12");
+    EXPECT_EQ(CUtf8::of(a->getAttrString("font-size")), "12");
     ASSERT_EQ(a->setAttr("font-name", "{?Mono}"), nullptr);
-    EXPECT_EQ(text(a->getAttrString("font-name")), "Sans");
+    EXPECT_EQ(CUtf8::of(a->getAttrString("font-name")), "Sans");
 }
 
 TEST_F(CObjectTest, PathExpressionsReadOtherObjects)
@@ -222,13 +227,13 @@ TEST_F(CObjectTest, PathExpressionsReadOtherObjects)
     ASSERT_EQ(project->setAttr("app-version", "1.2"), nullptr);
     ASSERT_EQ(a->setAttr("placement", "left"), nullptr);
     ASSERT_EQ(b->setAttr("v", "{/shared::project app-version}"), nullptr);
-    EXPECT_EQ(text(b->getAttrString("v")), "1.2");
+    EXPECT_EQ(CUtf8::of(b->getAttrString("v")), "1.2");
     ASSERT_EQ(b->setAttr("p", "{/^ placement}"), nullptr);
-    EXPECT_EQ(text(b->getAttrString("p")), "left");
+    EXPECT_EQ(CUtf8::of(b->getAttrString("p")), "left");
     ASSERT_EQ(b->setAttr("q", "<{/nowhere placement}>"), nullptr);
-    EXPECT_EQ(text(b->getAttrString("q")), "<>");
+    EXPECT_EQ(CUtf8::of(b->getAttrString("q")), "<>");
     ASSERT_EQ(b->setAttr("r", "<{/^}>"), nullptr);
-    EXPECT_EQ(text(b->getAttrString("r")), "<>");
+    EXPECT_EQ(CUtf8::of(b->getAttrString("r")), "<>");
 }
 
 TEST_F(CObjectTest, PathsWalkParentsChildrenAndRoots)
@@ -267,21 +272,21 @@ TEST_F(CObjectTest, CheckedLookupsNameTheObjectAndTheAsker)
     CObject* a = addTo(root, "core:object", "a");
     addTo(a, "test:other", "other");
     CCountingObject* counting = nullptr;
-    EXPECT_EQ(takeMessage(a->findObjectChecked(".missing", counting)),
+    EXPECT_EQ(CErrorText::takeMessage(a->findObjectChecked(".missing", counting)),
               "Unable to find object '.missing' ('a')");
-    EXPECT_EQ(takeMessage(a->findObjectChecked(".other", counting)),
+    EXPECT_EQ(CErrorText::takeMessage(a->findObjectChecked(".other", counting)),
               "Incompatible type of object '.other' ('a')");
     COtherObject* other = nullptr;
     EXPECT_EQ(a->findObjectChecked(".other", other), nullptr);
     EXPECT_NE(other, nullptr);
 
-    EXPECT_EQ(takeMessage(a->findObjectByAttr("target", other)),
+    EXPECT_EQ(CErrorText::takeMessage(a->findObjectByAttr("target", other)),
               "Object name attribute 'target' cannot be empty.");
     ASSERT_EQ(a->setAttr("target", ".gone"), nullptr);
-    EXPECT_EQ(takeMessage(a->findObjectByAttr("target", other)),
+    EXPECT_EQ(CErrorText::takeMessage(a->findObjectByAttr("target", other)),
               "Name attribute 'target' refers to a non-existent object '.gone' ('a')");
     ASSERT_EQ(a->setAttr("target", ".other"), nullptr);
-    EXPECT_EQ(takeMessage(a->findObjectByAttr("target", counting)),
+    EXPECT_EQ(CErrorText::takeMessage(a->findObjectByAttr("target", counting)),
               "Name attribute 'target' refers to object '.other' ('a') of incompatible type.");
     EXPECT_EQ(a->findObjectByAttr("target", other), nullptr);
 }
@@ -293,13 +298,13 @@ TEST_F(CObjectTest, LiveLinksFollowTheSourceAndRunHandlers)
     ASSERT_EQ(settings->setAttr("tablet-mode", "false"), nullptr);
     CObject* knob = addTo(root, "test:counting", "knob");
     ASSERT_EQ(knob->setAttr("mode", "{*/settings tablet-mode}"), nullptr);
-    EXPECT_EQ(text(knob->getAttrString("mode")), "false");
+    EXPECT_EQ(CUtf8::of(knob->getAttrString("mode")), "false");
     ASSERT_EQ(knob->getAttrSources().getCount(), 1);
     EXPECT_EQ(settings->getAttrListeners().getCount(), 1);
 
     journal().clear();
     ASSERT_EQ(settings->setAttr("tablet-mode", "true"), nullptr);
-    EXPECT_EQ(text(knob->getAttrString("mode")), "true");
+    EXPECT_EQ(CUtf8::of(knob->getAttrString("mode")), "true");
     ASSERT_EQ(journal().size(), 1u);
     EXPECT_EQ(journal()[0], "mode=true state 0");
     // Unfollowed attributes and unchanged values tell nobody.
@@ -310,7 +315,7 @@ TEST_F(CObjectTest, LiveLinksFollowTheSourceAndRunHandlers)
     // A child name is sought here and at the ancestors.
     CObject* deep = addTo(knob, "core:object", "deep");
     ASSERT_EQ(deep->setAttr("t", "{*settings tablet-mode}"), nullptr);
-    EXPECT_EQ(text(deep->getAttrString("t")), "true");
+    EXPECT_EQ(CUtf8::of(deep->getAttrString("t")), "true");
 }
 
 TEST_F(CObjectTest, LinksThatCannotBeMadeGiveEmptyValues)
@@ -323,13 +328,13 @@ TEST_F(CObjectTest, LinksThatCannotBeMadeGiveEmptyValues)
     locked->setReadOnly(true);
 
     ASSERT_EQ(a->setAttr("x", "<{*^}>"), nullptr);
-    EXPECT_EQ(text(a->getAttrString("x")), "<>");
+    EXPECT_EQ(CUtf8::of(a->getAttrString("x")), "<>");
     ASSERT_EQ(a->setAttr("y", "<{*/locked v}>"), nullptr);
-    EXPECT_EQ(text(a->getAttrString("y")), "<>");
+    EXPECT_EQ(CUtf8::of(a->getAttrString("y")), "<>");
     ASSERT_EQ(a->setAttr("z", "<{*/a v}>"), nullptr);
-    EXPECT_EQ(text(a->getAttrString("z")), "<>");
+    EXPECT_EQ(CUtf8::of(a->getAttrString("z")), "<>");
     ASSERT_EQ(a->setAttr("u", "<{*/nowhere v}>"), nullptr);
-    EXPECT_EQ(text(a->getAttrString("u")), "<>");
+    EXPECT_EQ(CUtf8::of(a->getAttrString("u")), "<>");
     EXPECT_TRUE(a->getAttrSources().isEmpty());
     EXPECT_TRUE(locked->getAttrListeners().isEmpty());
 }
@@ -354,7 +359,7 @@ TEST_F(CObjectTest, RemovedObjectsLeaveNoLinksBehind)
     journal().clear();
     ASSERT_EQ(source->setAttr("v", "2"), nullptr);
     EXPECT_TRUE(journal().empty());
-    EXPECT_EQ(text(other->getAttrString("mode")), "1");
+    EXPECT_EQ(CUtf8::of(other->getAttrString("mode")), "1");
 
     ASSERT_EQ(other->setAttr("mode", "{*/source v}"), nullptr);
     CObject::destroyObject(source);
@@ -370,9 +375,9 @@ TEST_F(CObjectTest, ObjectsFollowingEachOtherComeToRest)
     ASSERT_EQ(b->setAttr("v", "{*/a v}"), nullptr);
     ASSERT_EQ(a->setAttr("v", "{*/b v}"), nullptr);
     ASSERT_EQ(b->setAttr("v", "7"), nullptr);
-    EXPECT_EQ(text(a->getAttrString("v")), "7");
+    EXPECT_EQ(CUtf8::of(a->getAttrString("v")), "7");
     ASSERT_EQ(a->setAttr("v", "8"), nullptr);
-    EXPECT_EQ(text(b->getAttrString("v")), "8");
+    EXPECT_EQ(CUtf8::of(b->getAttrString("v")), "8");
 }
 
 TEST_F(CObjectTest, SchemesCopyAndFollowAttributes)
@@ -385,23 +390,23 @@ TEST_F(CObjectTest, SchemesCopyAndFollowAttributes)
     CObject* some = addTo(root, "core:object", "some");
     ASSERT_EQ(all->setAttr("scheme", "/scheme"), nullptr);
     ASSERT_EQ(some->setAttr("scheme", "/scheme colour=tint"), nullptr);
-    EXPECT_EQ(text(all->getAttrString("colour")), "red");
-    EXPECT_EQ(text(all->getAttrString("name")), "all");
-    EXPECT_EQ(text(some->getAttrString("tint")), "red");
+    EXPECT_EQ(CUtf8::of(all->getAttrString("colour")), "red");
+    EXPECT_EQ(CUtf8::of(all->getAttrString("name")), "all");
+    EXPECT_EQ(CUtf8::of(some->getAttrString("tint")), "red");
     EXPECT_FALSE(some->hasAttr("size"));
 
     ASSERT_EQ(scheme->setAttr("colour", "blue"), nullptr);
     ASSERT_EQ(scheme->setAttr("size", "4"), nullptr);
-    EXPECT_EQ(text(all->getAttrString("colour")), "blue");
-    EXPECT_EQ(text(all->getAttrString("size")), "4");
-    EXPECT_EQ(text(some->getAttrString("tint")), "blue");
+    EXPECT_EQ(CUtf8::of(all->getAttrString("colour")), "blue");
+    EXPECT_EQ(CUtf8::of(all->getAttrString("size")), "4");
+    EXPECT_EQ(CUtf8::of(some->getAttrString("tint")), "blue");
     EXPECT_FALSE(some->hasAttr("size"));
 
-    EXPECT_EQ(takeMessage(scheme->setAttr("scheme", "/scheme")),
+    EXPECT_EQ(CErrorText::takeMessage(scheme->setAttr("scheme", "/scheme")),
               "Circular scheme '/scheme' reference.");
     scheme->setReadOnly(true);
     CObject* late = addTo(root, "core:object", "late");
-    EXPECT_EQ(takeMessage(late->setAttr("scheme", "/scheme")),
+    EXPECT_EQ(CErrorText::takeMessage(late->setAttr("scheme", "/scheme")),
               "Attaching to read-only scheme '/scheme' is an error.");
 }
 
@@ -443,18 +448,18 @@ public:
     CError* addListener(CObject*, const CClassInfo::EventEntry& proc, const CString& procName,
                         const CString& eventName, const CString& senderPath) override
     {
-        calls.push_back("add " + text(senderPath) + " " + text(eventName) + " " + text(procName) +
-                        (proc.proc ? " plain" : " params"));
+        calls.push_back("add " + CUtf8::of(senderPath) + " " + CUtf8::of(eventName) + " " +
+                        CUtf8::of(procName) + (proc.proc ? " plain" : " params"));
         return nullptr;
     }
     void removeListener(CObject*, const CString& senderPath, const CString& eventName) override
     {
-        calls.push_back("remove " + text(senderPath) + " " + text(eventName));
+        calls.push_back("remove " + CUtf8::of(senderPath) + " " + CUtf8::of(eventName));
     }
     CError* send(CObject*, const CString& eventName, CAttrMap& params, bool) override
     {
-        calls.push_back("send " + text(eventName) + " from " +
-                        text(params.find("sender")->getString()));
+        calls.push_back("send " + CUtf8::of(eventName) + " from " +
+                        CUtf8::of(params.find("sender")->getString()));
         return nullptr;
     }
     std::vector<std::string> calls;

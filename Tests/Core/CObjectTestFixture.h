@@ -5,6 +5,7 @@
 #include "Core/CDebugChannel.h"
 #include "Core/CObject.h"
 #include "Support/CTreeBlobWriter.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -15,21 +16,6 @@ namespace kel
 {
 namespace objecttest
 {
-
-inline std::string text(const CString& value)
-{
-    std::string out(static_cast<size_t>(value.getUtf8Length()), '\0');
-    value.toUtf8(out.data(), static_cast<int>(out.size()) + 1);
-    return out;
-}
-
-// The message of an error (empty for none); the error is deleted.
-inline std::string takeMessage(CError* error)
-{
-    std::string message = error ? error->getMessage() : "";
-    delete error;
-    return message;
-}
 
 // What the test classes saw, in order.
 inline std::vector<std::string>& journal()
@@ -50,7 +36,7 @@ public:
     }
 
     CCountingObject() { ++constructed(); }
-    ~CCountingObject() override { journal().push_back("delete " + text(getName())); }
+    ~CCountingObject() override { journal().push_back("delete " + test::CUtf8::of(getName())); }
 
     static void registerClass(CClassInfo& info)
     {
@@ -62,21 +48,22 @@ public:
 
     void detachLinks() override
     {
-        journal().push_back("detach " + text(getName()));
+        journal().push_back("detach " + test::CUtf8::of(getName()));
         CObject::detachLinks();
     }
 
     CError* attrMode()
     {
         const CString mode = getAttrString("mode");
-        journal().push_back("mode=" + text(mode) + " state " + std::to_string(getState()));
+        journal().push_back("mode=" + test::CUtf8::of(mode) + " state " +
+                            std::to_string(getState()));
         if (mode == "fail")
             return KEL_ERROR("@kelstr_Test_attrMode Mode refused.");
         return nullptr;
     }
     CError* attrLevel()
     {
-        journal().push_back("level=" + text(getAttrString("level")));
+        journal().push_back("level=" + test::CUtf8::of(getAttrString("level")));
         return nullptr;
     }
     CError* onPing() { return nullptr; }

@@ -1,8 +1,13 @@
 #include "Core/CObject.h"
 #include "Core/CResourceTable.h"
 #include "CObjectTestFixture.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
 
 #include <cstring>
+
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace kel
 {
@@ -22,9 +27,9 @@ TEST_F(CObjectTest, ReaderBuildsTheTreeWithNamesAttributesAndStates)
     plugin.add("test:counting", "knob").attr("level", "7");
     plugin.add("core:object", "item");
     plugin.add("core:object", "item");
-    ASSERT_EQ(takeMessage(load(tree)), "");
+    ASSERT_EQ(CErrorText::takeMessage(load(tree)), "");
 
-    EXPECT_EQ(text(root->getAttrString("title")), "Zumbel");
+    EXPECT_EQ(CUtf8::of(root->getAttrString("title")), "Zumbel");
     EXPECT_EQ(root->getState(), CObject::kStateComplete);
     CObject* knob = root->findObject("plugin.knob");
     ASSERT_NE(knob, nullptr);
@@ -39,12 +44,12 @@ TEST_F(CObjectTest, ReaderStoresEmptyAndFalseValuesWithoutHandlers)
 {
     Node tree;
     tree.add("test:counting", "a").attr("mode", "").attr("level", "false").attr("flag", "false");
-    ASSERT_EQ(takeMessage(load(tree)), "");
+    ASSERT_EQ(CErrorText::takeMessage(load(tree)), "");
     CObject* a = root->findObject("a");
     ASSERT_NE(a, nullptr);
     ASSERT_TRUE(a->hasAttr("mode"));
     EXPECT_TRUE(a->getAttrString("mode").isEmpty());
-    EXPECT_EQ(text(a->getAttrString("flag")), "0");
+    EXPECT_EQ(CUtf8::of(a->getAttrString("flag")), "0");
     EXPECT_FALSE(a->getAttrBool("flag"));
     EXPECT_EQ(a->findAttr("flag")->getType(), CAttrValue::kTypeInt);
     EXPECT_TRUE(journal().empty()) << journal()[0];
@@ -56,7 +61,7 @@ TEST_F(CObjectTest, PendingHandlersRunAtCreateChildsBeforeTheChildren)
     Node& a = tree.add("test:counting", "a");
     a.attr("level", "2").attr("mode", "on");
     a.add("test:counting", "child").attr("mode", "inner");
-    ASSERT_EQ(takeMessage(load(tree)), "");
+    ASSERT_EQ(CErrorText::takeMessage(load(tree)), "");
     // Handlers run in the order the class added them, once init is done.
     const std::vector<std::string> expected = {"mode=on state 1", "level=2", "mode=inner state 1"};
     EXPECT_EQ(journal(), expected);
@@ -98,22 +103,22 @@ TEST_F(CObjectTest, InheritedValuesWalkUpPastOtherInheritedValues)
     a.attr("font-name", "/^").attr("is-debug", "/^false");
     Node& b = a.add("core:object", "b");
     b.attr("font-name", "/^Mono").attr("is-debug", "/^false").attr("size", "/^9");
-    ASSERT_EQ(takeMessage(load(tree)), "");
+    ASSERT_EQ(CErrorText::takeMessage(load(tree)), "");
     CObject* a1 = root->findObject("a");
     CObject* b1 = root->findObject("a.b");
     ASSERT_NE(b1, nullptr);
-    EXPECT_EQ(text(a1->getAttrString("font-name")), "Sans");
-    EXPECT_EQ(text(b1->getAttrString("font-name")), "Sans");
+    EXPECT_EQ(CUtf8::of(a1->getAttrString("font-name")), "Sans");
+    EXPECT_EQ(CUtf8::of(b1->getAttrString("font-name")), "Sans");
     // The parent's "false" is an int 0; the child inherits its string form.
     EXPECT_EQ(a1->findAttr("is-debug")->getType(), CAttrValue::kTypeInt);
-    EXPECT_EQ(text(b1->getAttrString("is-debug")), "0");
+    EXPECT_EQ(CUtf8::of(b1->getAttrString("is-debug")), "0");
     EXPECT_FALSE(b1->getAttrBool("is-debug"));
     EXPECT_EQ(b1->getAttrInt("size"), 9);
     // A root has no parent: it takes the default at once.
     Node lone;
     lone.attr("font-name", "/^Serif");
-    ASSERT_EQ(takeMessage(load(lone)), "");
-    EXPECT_EQ(text(root->getAttrString("font-name")), "Serif");
+    ASSERT_EQ(CErrorText::takeMessage(load(lone)), "");
+    EXPECT_EQ(CUtf8::of(root->getAttrString("font-name")), "Serif");
 }
 
 TEST_F(CObjectTest, TemplateBodiesAreReadOnlyWhenInstantiated)
@@ -123,7 +128,7 @@ TEST_F(CObjectTest, TemplateBodiesAreReadOnlyWhenInstantiated)
     body.attr("level", "5").attr("colour", "red");
     body.add("test:counting", "part").attr("mode", "p");
     tree.add("core:object", "after");
-    ASSERT_EQ(takeMessage(load(tree)), "");
+    ASSERT_EQ(CErrorText::takeMessage(load(tree)), "");
     EXPECT_EQ(CCountingObject::constructed(), 0);
     CObject* definition = root->findNamedTemplate("ui:thing");
     ASSERT_NE(definition, nullptr);
@@ -137,17 +142,17 @@ TEST_F(CObjectTest, TemplateBodiesAreReadOnlyWhenInstantiated)
     CAttrMap params;
     params.set("colour", CAttrValue("blue"));
     CCountingObject* made = nullptr;
-    ASSERT_EQ(takeMessage(holder->createChild("ui:thing", "made", made, &params)), "");
+    ASSERT_EQ(CErrorText::takeMessage(holder->createChild("ui:thing", "made", made, &params)), "");
     ASSERT_NE(made, nullptr);
     EXPECT_EQ(CCountingObject::constructed(), 2);
     EXPECT_EQ(made->getTemplateObject(), definition);
     EXPECT_EQ(made->getAttrInt("level"), 5);
-    EXPECT_EQ(text(made->getAttrString("colour")), "blue");
-    EXPECT_EQ(text(made->getAttrString("name")), "made");
+    EXPECT_EQ(CUtf8::of(made->getAttrString("colour")), "blue");
+    EXPECT_EQ(CUtf8::of(made->getAttrString("name")), "made");
     EXPECT_EQ(made->getState(), CObject::kStateComplete);
     CObject* part = made->findObject(".part");
     ASSERT_NE(part, nullptr);
-    EXPECT_EQ(text(part->getFullName()), "after.made.part");
+    EXPECT_EQ(CUtf8::of(part->getFullName()), "after.made.part");
     const std::vector<std::string> expected = {"level=5", "mode=p state 1"};
     EXPECT_EQ(journal(), expected);
 }
@@ -162,7 +167,7 @@ TEST_F(CObjectTest, TemplateDefinitionAsLastChildEndsTheNode)
     second.addTemplate("t2", "core:object").add("core:object", "inner");
     second.add("core:object", "y");
     tree.add("core:object", "third");
-    ASSERT_EQ(takeMessage(load(tree)), "");
+    ASSERT_EQ(CErrorText::takeMessage(load(tree)), "");
     EXPECT_NE(root->findObject("first.x"), nullptr);
     EXPECT_NE(root->findObject("second.y"), nullptr);
     EXPECT_NE(root->findObject("third"), nullptr);
@@ -175,31 +180,31 @@ TEST_F(CObjectTest, TemplatesAreFoundAtAncestorsAndTheSharedRoot)
 {
     Node sharedTree;
     sharedTree.addTemplate("plugin", "core:object").add("core:object", "param-collector");
-    ASSERT_EQ(takeMessage(load(sharedTree, shared)), "");
+    ASSERT_EQ(CErrorText::takeMessage(load(sharedTree, shared)), "");
     root = new CObject();
     CObject* deep = nullptr;
     ASSERT_EQ(root->addChild("core:object", "deep", deep), nullptr);
     CObject* plugin = nullptr;
-    ASSERT_EQ(takeMessage(deep->createChild("plugin", "plugin", plugin)), "");
+    ASSERT_EQ(CErrorText::takeMessage(deep->createChild("plugin", "plugin", plugin)), "");
     EXPECT_NE(root->findObject("deep.plugin.param-collector"), nullptr);
     // The object keeps the tag it was asked for.
-    EXPECT_EQ(text(plugin->getTag()), "plugin");
+    EXPECT_EQ(CUtf8::of(plugin->getTag()), "plugin");
 }
 
 TEST_F(CObjectTest, CreateChildRefusesUnknownTemplatesAndWrongClasses)
 {
     Node tree;
     tree.addTemplate("ui:thing", "test:other");
-    ASSERT_EQ(takeMessage(load(tree)), "");
+    ASSERT_EQ(CErrorText::takeMessage(load(tree)), "");
     CCountingObject* made = nullptr;
-    EXPECT_EQ(takeMessage(root->createChild("ui:nothing", "x", made)),
+    EXPECT_EQ(CErrorText::takeMessage(root->createChild("ui:nothing", "x", made)),
               "Run-time template 'ui:nothing' does not exist.");
-    EXPECT_EQ(takeMessage(root->createChild("ui:thing", "x", made)),
+    EXPECT_EQ(CErrorText::takeMessage(root->createChild("ui:thing", "x", made)),
               "Object of invalid class created (child tag 'ui:thing', child name 'x').");
     EXPECT_EQ(made, nullptr);
     EXPECT_EQ(root->getChildCount(), 1);
     // A creator tag without a template works as well.
-    ASSERT_EQ(takeMessage(root->createChild("test:counting", "y", made)), "");
+    ASSERT_EQ(CErrorText::takeMessage(root->createChild("test:counting", "y", made)), "");
     EXPECT_EQ(made->getState(), CObject::kStateComplete);
 }
 
@@ -207,9 +212,9 @@ TEST_F(CObjectTest, FailingTemplateInstanceLeavesNothing)
 {
     Node tree;
     tree.addTemplate("ui:bad", "test:counting").attr("mode", "fail");
-    ASSERT_EQ(takeMessage(load(tree)), "");
+    ASSERT_EQ(CErrorText::takeMessage(load(tree)), "");
     CCountingObject* made = nullptr;
-    EXPECT_EQ(takeMessage(root->createChild("ui:bad", "b", made)), "Mode refused.");
+    EXPECT_EQ(CErrorText::takeMessage(root->createChild("ui:bad", "b", made)), "Mode refused.");
     EXPECT_EQ(made, nullptr);
     EXPECT_EQ(root->getChildCount(), 1);
 }
@@ -224,10 +229,10 @@ TEST_F(CObjectTest, LoadsFromTheResourceTable)
     const CResourceEntry* previous = CResourceTable::getInstalled();
     CResourceTable::install(table);
     root = new CObject();
-    EXPECT_EQ(takeMessage(root->loadFromResource("Tree.xml", true)), "");
+    EXPECT_EQ(CErrorText::takeMessage(root->loadFromResource("Tree.xml", true)), "");
     EXPECT_EQ(root->findObject("a")->getAttrInt("v"), 1);
     CObject* made = nullptr;
-    EXPECT_EQ(takeMessage(root->createChild("t", "m", made)), "");
+    EXPECT_EQ(CErrorText::takeMessage(root->createChild("t", "m", made)), "");
     EXPECT_EQ(made->getAttrInt("w"), 2);
     CError* missing = root->loadFromResource("tree.xml", true);
     EXPECT_NE(missing, nullptr);
@@ -278,20 +283,20 @@ TEST_F(CObjectTest, DamagedTreesSayWhatIsWrong)
 
     std::vector<uint8_t> huge = good;
     huge[3] = 0x7F; // string count far beyond the data
-    EXPECT_NE(
-        takeMessage(root->loadFromMemory(huge.data(), huge.size(), true)).find("string count"),
-        std::string::npos);
+    EXPECT_NE(CErrorText::takeMessage(root->loadFromMemory(huge.data(), huge.size(), true))
+                  .find("string count"),
+              std::string::npos);
 
     std::vector<uint8_t> index = good;
     index[index.size() - 7] = 0x40; // the child's tag index
-    EXPECT_NE(
-        takeMessage(root->loadFromMemory(index.data(), index.size(), true)).find("String index"),
-        std::string::npos);
+    EXPECT_NE(CErrorText::takeMessage(root->loadFromMemory(index.data(), index.size(), true))
+                  .find("String index"),
+              std::string::npos);
 
-    EXPECT_NE(takeMessage(root->loadFromMemory(good.data(), good.size() - 1, true))
+    EXPECT_NE(CErrorText::takeMessage(root->loadFromMemory(good.data(), good.size() - 1, true))
                   .find("ends at offset"),
               std::string::npos);
-    EXPECT_NE(takeMessage(root->loadFromMemory(nullptr, 0, true)).find("too short"),
+    EXPECT_NE(CErrorText::takeMessage(root->loadFromMemory(nullptr, 0, true)).find("too short"),
               std::string::npos);
 }
 
@@ -301,7 +306,7 @@ TEST_F(CObjectTest, DeepNestingIsRefused)
     Node* level = &tree;
     for (int i = 0; i < 300; ++i)
         level = &level->add("core:object", "n");
-    const std::string message = takeMessage(load(tree));
+    const std::string message = CErrorText::takeMessage(load(tree));
     EXPECT_NE(message.find("nest deeper"), std::string::npos) << message;
 }
 

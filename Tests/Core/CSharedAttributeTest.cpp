@@ -4,11 +4,16 @@
 #include "Core/CGlobalSettings.h"
 #include "Core/CLocalData.h"
 #include "Core/CSharedAttribute.h"
+#include "Support/CErrorText.h"
 #include "Support/CTempFolder.h"
+#include "Support/CUtf8.h"
 
 #include <cstdlib>
 #include <filesystem>
 #include <thread>
+
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace kel
 {
@@ -38,7 +43,7 @@ protected:
     static CObject* makeInstance(std::vector<std::pair<const char*, const char*>> attrs)
     {
         CObject* made = nullptr;
-        EXPECT_EQ(takeMessage(CApplication::initRootObject(made, CString())), "");
+        EXPECT_EQ(CErrorText::takeMessage(CApplication::initRootObject(made, CString())), "");
         CObject* bridge = makeChild<CStdEventBridge>(made, "ui:ui-event-bridge", "bridge");
         makeChild<CSharedAttribute>(bridge, "core:shared-attribute", "tablet-mode", attrs);
         return made;
@@ -52,23 +57,26 @@ TEST_F(CSharedAttributeTest, ValueComesFromTheStoreOrTheDefaultAndWritesGoBack)
 {
     CObject* first = makeInstance({{"attribute", "tablet-mode"}, {"def-value", "false"}});
     CObject* item = first->findObject(CString("bridge.tablet-mode"));
-    EXPECT_EQ(text(item->getAttrString(CString("tablet-mode"))), "false");
-    ASSERT_EQ(takeMessage(item->setAttr(CString("tablet-mode"), CAttrValue("true"))), "");
+    EXPECT_EQ(CUtf8::of(item->getAttrString(CString("tablet-mode"))), "false");
+    ASSERT_EQ(CErrorText::takeMessage(item->setAttr(CString("tablet-mode"), CAttrValue("true"))),
+              "");
     CString stored;
-    ASSERT_EQ(takeMessage(CGlobalData::get().readString(CString("tablet-mode"), stored)), "");
-    EXPECT_EQ(text(stored), "true");
+    ASSERT_EQ(
+        CErrorText::takeMessage(CGlobalData::get().readString(CString("tablet-mode"), stored)), "");
+    EXPECT_EQ(CUtf8::of(stored), "true");
 
     // A later instance starts from the stored value; a local item is another store.
     CObject* second = makeInstance({{"attribute", "tablet-mode"}, {"def-value", "false"}});
-    EXPECT_EQ(text(second->findObject(CString("bridge.tablet-mode"))
-                       ->getAttrString(CString("tablet-mode"))),
+    EXPECT_EQ(CUtf8::of(second->findObject(CString("bridge.tablet-mode"))
+                            ->getAttrString(CString("tablet-mode"))),
               "true");
     CObject* local = makeInstance({{"attribute", "scale"},
                                    {"def-value", "1.0"},
                                    {"is-global", "false"},
                                    {"data-name", "ui-scale"}});
     EXPECT_EQ(
-        text(local->findObject(CString("bridge.tablet-mode"))->getAttrString(CString("scale"))),
+        CUtf8::of(
+            local->findObject(CString("bridge.tablet-mode"))->getAttrString(CString("scale"))),
         "1.0");
     CApplication::destroyRootObject(first);
     CApplication::destroyRootObject(second);
@@ -78,30 +86,41 @@ TEST_F(CSharedAttributeTest, ValueComesFromTheStoreOrTheDefaultAndWritesGoBack)
 TEST_F(CSharedAttributeTest, MissingAttributeNameIsAnError)
 {
     CObject* made = nullptr;
-    ASSERT_EQ(takeMessage(CApplication::initRootObject(made, CString())), "");
+    ASSERT_EQ(CErrorText::takeMessage(CApplication::initRootObject(made, CString())), "");
     CObject* item = nullptr;
-    ASSERT_EQ(takeMessage(made->addChild(CString("core:shared-attribute"), CString("x"), item)),
+    ASSERT_EQ(CErrorText::takeMessage(
+                  made->addChild(CString("core:shared-attribute"), CString("x"), item)),
               "");
-    EXPECT_EQ(takeMessage(item->init()), "No attached attribute name specified.");
+    EXPECT_EQ(CErrorText::takeMessage(item->init()), "No attached attribute name specified.");
     CApplication::destroyRootObject(made);
 }
 
 TEST_F(CSharedAttributeTest, GlobalSettingsFollowTheirAttributes)
 {
     CObject* made = nullptr;
-    ASSERT_EQ(takeMessage(CApplication::initRootObject(made, CString())), "");
+    ASSERT_EQ(CErrorText::takeMessage(CApplication::initRootObject(made, CString())), "");
     CObject* settings = makeChild(made, "core:global-settings", "settings",
                                   {{"tablet-mode", "true"}, {"drag-precision", "0.25"}});
     EXPECT_TRUE(CGlobalSettings::values().tabletMode.load());
     EXPECT_DOUBLE_EQ(CGlobalSettings::values().dragPrecision.load(), 0.25);
-    ASSERT_EQ(takeMessage(settings->setAttr(CString("oversampling-level"), CAttrValue("4"))), "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(settings->setAttr(CString("oversampling-level"), CAttrValue("4"))),
+        "");
     EXPECT_EQ(CGlobalSettings::values().oversamplingLevel.load(), 4);
     // Text that is no number leaves the record as it was.
-    ASSERT_EQ(takeMessage(settings->setAttr(CString("drag-precision"), CAttrValue("fast"))), "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(settings->setAttr(CString("drag-precision"), CAttrValue("fast"))),
+        "");
     EXPECT_DOUBLE_EQ(CGlobalSettings::values().dragPrecision.load(), 0.25);
-    ASSERT_EQ(takeMessage(settings->setAttr(CString("tablet-mode"), CAttrValue("false"))), "");
-    ASSERT_EQ(takeMessage(settings->setAttr(CString("drag-precision"), CAttrValue("0.8"))), "");
-    ASSERT_EQ(takeMessage(settings->setAttr(CString("oversampling-level"), CAttrValue("1"))), "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(settings->setAttr(CString("tablet-mode"), CAttrValue("false"))),
+        "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(settings->setAttr(CString("drag-precision"), CAttrValue("0.8"))),
+        "");
+    ASSERT_EQ(
+        CErrorText::takeMessage(settings->setAttr(CString("oversampling-level"), CAttrValue("1"))),
+        "");
     CApplication::destroyRootObject(made);
 }
 
@@ -139,9 +158,10 @@ TEST_F(CSharedAttributeConcurrency, TwoInstancesSeeEachOthersChangesOnTheirOwnTh
     onA.call(
         [&]
         {
-            EXPECT_EQ(takeMessage(treeA->findObject(CString("bridge.tablet-mode"))
-                                      ->setAttr(CString("tablet-mode"), CAttrValue("true"))),
-                      "");
+            EXPECT_EQ(
+                CErrorText::takeMessage(treeA->findObject(CString("bridge.tablet-mode"))
+                                            ->setAttr(CString("tablet-mode"), CAttrValue("true"))),
+                "");
         });
     const uint32_t start = CTickClock::tickCountMs();
     while (watcherB->linkedCalls.load() == 0 && CTickClock::tickCountMs() - start < 5000)
@@ -152,8 +172,8 @@ TEST_F(CSharedAttributeConcurrency, TwoInstancesSeeEachOthersChangesOnTheirOwnTh
             EXPECT_EQ(watcherB->linkedCalls.load(), 1);
             EXPECT_EQ(watcherB->linkedValue, "true");
             EXPECT_EQ(watcherB->linkedThread, threadB.getThreadId());
-            EXPECT_EQ(text(treeB->findObject(CString("bridge.tablet-mode"))
-                               ->getAttrString(CString("tablet-mode"))),
+            EXPECT_EQ(CUtf8::of(treeB->findObject(CString("bridge.tablet-mode"))
+                                    ->getAttrString(CString("tablet-mode"))),
                       "true");
         });
 
@@ -161,9 +181,10 @@ TEST_F(CSharedAttributeConcurrency, TwoInstancesSeeEachOthersChangesOnTheirOwnTh
     onB.call(
         [&]
         {
-            EXPECT_EQ(takeMessage(treeB->findObject(CString("bridge.tablet-mode"))
-                                      ->setAttr(CString("tablet-mode"), CAttrValue("false"))),
-                      "");
+            EXPECT_EQ(
+                CErrorText::takeMessage(treeB->findObject(CString("bridge.tablet-mode"))
+                                            ->setAttr(CString("tablet-mode"), CAttrValue("false"))),
+                "");
         });
     std::string valueA;
     for (int i = 0; i < 500 && valueA != "false"; ++i)
@@ -172,8 +193,8 @@ TEST_F(CSharedAttributeConcurrency, TwoInstancesSeeEachOthersChangesOnTheirOwnTh
         onA.call(
             [&]
             {
-                valueA = text(treeA->findObject(CString("bridge.tablet-mode"))
-                                  ->getAttrString(CString("tablet-mode")));
+                valueA = CUtf8::of(treeA->findObject(CString("bridge.tablet-mode"))
+                                       ->getAttrString(CString("tablet-mode")));
             });
     }
     EXPECT_EQ(valueA, "false");

@@ -5,6 +5,7 @@
 #include "Core/COutputZipStream.h"
 #include "Core/CString.h"
 #include "Core/Platform/CThisThread.h"
+#include "Support/CErrorText.h"
 
 #include <gtest/gtest.h>
 #include <zlib.h>
@@ -14,6 +15,7 @@
 #include <vector>
 
 using namespace kel;
+using kel::test::CErrorText;
 
 namespace
 {
@@ -26,21 +28,6 @@ protected:
 
     int64_t liveBefore = 0;
 };
-
-// Expects a failure with exactly this message, and disposes of it.
-void expectError(CError* error, const char* message)
-{
-    ASSERT_NE(error, nullptr) << "expected: " << message;
-    EXPECT_STREQ(error->getMessage(), message);
-    delete error;
-}
-
-std::string messageOf(CError* error)
-{
-    std::string text = error ? error->getMessage() : "";
-    delete error;
-    return text;
-}
 
 std::vector<uint8_t> bytesOf(const CMemoryWriteBuffer& buffer)
 {
@@ -113,8 +100,9 @@ TEST_F(CStreamTest, IntegersAndRealsTravelLittleEndianWithoutAlignment)
     EXPECT_EQ(i64, -7);
     EXPECT_EQ(f, 1.5f);
     EXPECT_EQ(d, -0.25);
-    expectError(in.readUInt8(u8), "Premature end of memory resource while reading (pos 41, count "
-                                  "1, size 41).");
+    EXPECT_EQ(CErrorText::takeMessage(in.readUInt8(u8)),
+              "Premature end of memory resource while reading (pos 41, count "
+              "1, size 41).");
 }
 
 TEST_F(CStreamTest, MemoryReaderIsAllOrNothingAndHandsOutItsData)
@@ -124,11 +112,11 @@ TEST_F(CStreamTest, MemoryReaderIsAllOrNothingAndHandsOutItsData)
     EXPECT_EQ(in.getData(), data);
     ASSERT_EQ(in.consume(2), nullptr);
     uint8_t four[4] = {};
-    expectError(in.read(four, 4),
-                "Premature end of memory resource while reading (pos 2, count 4, size 5).");
+    EXPECT_EQ(CErrorText::takeMessage(in.read(four, 4)),
+              "Premature end of memory resource while reading (pos 2, count 4, size 5).");
     EXPECT_EQ(in.getPosition(), 2) << "a failed read takes nothing";
-    expectError(in.consume(4),
-                "Premature end of memory resource while consuming (pos 2, count 4, size 5).");
+    EXPECT_EQ(CErrorText::takeMessage(in.consume(4)),
+              "Premature end of memory resource while consuming (pos 2, count 4, size 5).");
     size_t got = 0;
     ASSERT_EQ(in.readStreamed(four, 4, got), nullptr);
     EXPECT_EQ(got, 3u);
@@ -158,7 +146,7 @@ TEST_F(CStreamTest, MemoryWriteBufferGrowsAndFillsGapsWithZeros)
     CMemoryWriteBuffer copy(128);
     ASSERT_EQ(out.writeTo(copy), nullptr);
     EXPECT_EQ(bytesOf(copy), bytesOf(out));
-    expectError(out.setPosition(-1), "Invalid position -1.");
+    EXPECT_EQ(CErrorText::takeMessage(out.setPosition(-1)), "Invalid position -1.");
 }
 
 TEST_F(CStreamTest, StringsRoundTripAsUtf8AndStayNarrowBelow256)
@@ -214,7 +202,8 @@ TEST_F(CStreamTest, StringOf61440BytesReadsAnd61441Fails)
         {
             ASSERT_NE(error, nullptr);
             EXPECT_STREQ(error->getKey(), "kelstr_CInputStream_readString_StringDataTooLong");
-            expectError(error, "String length 61441 too long in readString().");
+            EXPECT_EQ(CErrorText::takeMessage(error),
+                      "String length 61441 too long in readString().");
             EXPECT_EQ(in.getPosition(), 4) << "the text itself is not read";
         }
     }
@@ -265,7 +254,7 @@ TEST_F(CStreamTest, AsciiStringsAreBytesAndWideOnesAreRefused)
     CError* error = out.writeASCIIString(wide);
     ASSERT_NE(error, nullptr);
     EXPECT_STREQ(error->getKey(), "kelstr_COutputStream_writeASCIIString_NotASCIIString");
-    expectError(error, "Not an ASCII string 'x\xCE\xA9' supplied.");
+    EXPECT_EQ(CErrorText::takeMessage(error), "Not an ASCII string 'x\xCE\xA9' supplied.");
     EXPECT_EQ(out.getSize(), expected.size());
 }
 
@@ -308,8 +297,8 @@ TEST_F(CStreamTest, WrongIdFailsWithBothIdsInDecimal)
     ASSERT_EQ(out.writeCompressedData("abc", 3, 2), nullptr);
     CMemoryReader in(out.getData(), out.getSize());
     CByteBuffer back;
-    expectError(in.readCompressedData(back, 1),
-                "Invalid ID encountered when reading compressed data (expected 1, read 2).");
+    EXPECT_EQ(CErrorText::takeMessage(in.readCompressedData(back, 1)),
+              "Invalid ID encountered when reading compressed data (expected 1, read 2).");
 }
 
 TEST_F(CStreamTest, DamagedSizeFailsOnTheCrcBeforeAnyAllocation)
@@ -339,7 +328,7 @@ TEST_F(CStreamTest, DamagedSizeFailsOnTheCrcBeforeAnyAllocation)
     const std::string expected = "Invalid CRC encountered when reading compressed data (expected " +
                                  std::to_string(rightCrc) + ", read " + std::to_string(storedCrc) +
                                  ").";
-    expectError(error, expected.c_str());
+    EXPECT_EQ(CErrorText::takeMessage(error), expected.c_str());
     ASSERT_EQ(back.getSize(), 4u);
     EXPECT_EQ(std::memcmp(back.getData(), "kept", 4), 0);
 }
@@ -378,7 +367,7 @@ TEST_F(CStreamTest, CorruptPayloadReturnsZlibsMessage)
         for (int i = 0; i < error->getFrameCount(); ++i)
             namesPosition |= std::strstr(error->getFrameName(i), "compressed block") != nullptr;
         EXPECT_TRUE(namesPosition) << c.message;
-        expectError(error, c.message);
+        EXPECT_EQ(CErrorText::takeMessage(error), c.message);
     }
 }
 
@@ -400,7 +389,7 @@ TEST_F(CStreamTest, ABlockCutInsideItsCheckValueStillGivesItsWholePayload)
     // A cut into the data itself leaves it short.
     CMemoryReader in(good.data(), good.size() - 40);
     CByteBuffer back;
-    expectError(in.readCompressedData(back, kId), "Premature end of file.");
+    EXPECT_EQ(CErrorText::takeMessage(in.readCompressedData(back, kId)), "Premature end of file.");
 }
 
 TEST_F(CStreamTest, HugeSizeWithGoodCrcButShortStreamFailsWithoutClaimingTheSize)
@@ -414,7 +403,7 @@ TEST_F(CStreamTest, HugeSizeWithGoodCrcButShortStreamFailsWithoutClaimingTheSize
     std::memcpy(bytes.data() + 8, &crc, 4);
     CMemoryReader in(bytes.data(), bytes.size());
     CByteBuffer back;
-    expectError(in.readCompressedData(back, kId), "Premature end of file.");
+    EXPECT_EQ(CErrorText::takeMessage(in.readCompressedData(back, kId)), "Premature end of file.");
     EXPECT_LE(back.getSize(), 65536u);
 }
 
@@ -422,14 +411,15 @@ TEST_F(CStreamTest, ZipStreamsReportMissingStreamsAndRefuseToConsume)
 {
     CInputZipStream inZip;
     uint8_t byte = 0;
-    expectError(inZip.read(&byte, 1), "Input stream not specified.");
-    expectError(inZip.consume(1), "Consuming is not supported in zip streams.");
+    EXPECT_EQ(CErrorText::takeMessage(inZip.read(&byte, 1)), "Input stream not specified.");
+    EXPECT_EQ(CErrorText::takeMessage(inZip.consume(1)),
+              "Consuming is not supported in zip streams.");
     ASSERT_EQ(inZip.close(), nullptr);
 
     COutputZipStream outZip;
-    expectError(outZip.write("x", 1), "Output stream not specified.");
+    EXPECT_EQ(CErrorText::takeMessage(outZip.write("x", 1)), "Output stream not specified.");
     CMemoryWriteBuffer target(128);
-    const std::string bad = messageOf(outZip.open(&target, 42));
+    const std::string bad = CErrorText::takeMessage(outZip.open(&target, 42));
     EXPECT_EQ(bad, "zlib deflateInit error -2 (stream error).");
 }
 
@@ -453,7 +443,7 @@ TEST_F(CStreamTest, ZipStreamsCarryLargeDataThroughSmallBuffers)
     EXPECT_GT(got, 0u);
     ASSERT_EQ(inZip.read(back.data() + got, back.size() - got), nullptr);
     EXPECT_EQ(back, data);
-    expectError(inZip.read(back.data(), 1), "Premature end of file.");
+    EXPECT_EQ(CErrorText::takeMessage(inZip.read(back.data(), 1)), "Premature end of file.");
     ASSERT_EQ(inZip.close(), nullptr);
     uint32_t tail = 0;
     ASSERT_EQ(source.readUInt32(tail), nullptr);

@@ -2,6 +2,7 @@
 
 #include "Core/CAllocator.h"
 #include "Core/CError.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,7 @@
 #include <vector>
 
 using kel::CString;
+using kel::test::CUtf8;
 
 namespace
 {
@@ -44,14 +46,6 @@ bool hasUnits(const CString& text, int count, bool wide)
             return false;
     }
     return true;
-}
-
-std::string utf8Of(const CString& text)
-{
-    std::string out(static_cast<size_t>(text.getUtf8Length()) + 1, '\0');
-    text.toUtf8(&out[0], static_cast<int>(out.size()));
-    out.pop_back();
-    return out;
 }
 
 CString decode(const std::string& bytes)
@@ -160,7 +154,7 @@ TEST_F(CStringTest, Utf8RoundTripKeepsEverySequenceLengthAndUsesSurrogatePairsAb
     EXPECT_TRUE(decoded.isWide());
     EXPECT_EQ(unitsOf(decoded), (std::vector<uint16_t>{'A', 0xE9, 0x20AC, 0xD834, 0xDD1E, '!'}));
     EXPECT_EQ(decoded.getUtf8Length(), static_cast<int>(text.size()));
-    EXPECT_EQ(utf8Of(decoded), text);
+    EXPECT_EQ(CUtf8::of(decoded), text);
 
     // Turning wide while decoding, on the heap: the narrow units before stay in place.
     const std::string longText = std::string(40, 'x') + "\xE2\x82\xAC" + std::string(40, 'y');
@@ -170,7 +164,7 @@ TEST_F(CStringTest, Utf8RoundTripKeepsEverySequenceLengthAndUsesSurrogatePairsAb
     EXPECT_EQ(longDecoded.getUnit(39), 'x');
     EXPECT_EQ(longDecoded.getUnit(40), 0x20AC);
     EXPECT_EQ(longDecoded.getUnit(80), 'y');
-    EXPECT_EQ(utf8Of(longDecoded), longText);
+    EXPECT_EQ(CUtf8::of(longDecoded), longText);
 
     // Latin-1 only stays narrow.
     CString latin = decode("caf\xC3\xA9");
@@ -182,8 +176,8 @@ TEST_F(CStringTest, Utf8RoundTripKeepsEverySequenceLengthAndUsesSurrogatePairsAb
     edge.appendCodePoint(0x10FFFF);
     edge.appendUnit(0xDC00);
     edge.appendUnit('x');
-    EXPECT_EQ(utf8Of(edge), "\xF4\x8F\xBF\xBF\xED\xB0\x80x");
-    EXPECT_EQ(decode(utf8Of(edge)), edge);
+    EXPECT_EQ(CUtf8::of(edge), "\xF4\x8F\xBF\xBF\xED\xB0\x80x");
+    EXPECT_EQ(decode(CUtf8::of(edge)), edge);
 }
 
 TEST_F(CStringTest, Utf8OutputIsCutAtSequenceBoundaries)
@@ -239,7 +233,7 @@ TEST_F(CStringTest, InvalidUtf8IsDroppedOrEndsDecodingButNeverReadsBeyondTheData
         for (char& byte : bytes)
             byte = static_cast<char>(random() % 4 == 0 ? 0x80 | random() % 64 : random() % 256);
         CString decoded = CString::fromUtf8(bytes.data(), size);
-        EXPECT_EQ(decode(utf8Of(decoded)), decoded);
+        EXPECT_EQ(decode(CUtf8::of(decoded)), decoded);
     }
 }
 
@@ -446,7 +440,8 @@ TEST_F(CStringTest, ErrorArgumentsTakeTheTextAsUtf8)
     CString longName = makeRun(40, true);
     kel::CError* error =
         kel::CError::create("@kelstr_Test_op Name '%1', long '%2'.", name, longName);
-    const std::string expected = "Name '" + utf8Of(name) + "', long '" + utf8Of(longName) + "'.";
+    const std::string expected =
+        "Name '" + CUtf8::of(name) + "', long '" + CUtf8::of(longName) + "'.";
     EXPECT_EQ(std::string(error->getMessage()), expected);
     delete error;
 

@@ -3,12 +3,16 @@
 #include "Core/CString.h"
 #include "Core/CTextReader.h"
 #include "Core/CTextWriter.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
 using namespace kel;
+using kel::test::CErrorText;
+using kel::test::CUtf8;
 
 namespace
 {
@@ -22,20 +26,6 @@ protected:
     int64_t liveBefore = 0;
 };
 
-void expectError(CError* error, const std::string& message)
-{
-    ASSERT_NE(error, nullptr) << "expected: " << message;
-    EXPECT_EQ(std::string(error->getMessage()), message);
-    delete error;
-}
-
-std::string utf8(const CString& text)
-{
-    std::string out(static_cast<size_t>(text.getUtf8Length()) + 1, '\0');
-    text.toUtf8(&out[0], static_cast<int>(out.size()));
-    out.pop_back();
-    return out;
-}
 } // namespace
 
 TEST_F(CTextReaderTest, TokensSkipWhiteSpaceAndBothCommentFormsAndCountLines)
@@ -47,24 +37,25 @@ TEST_F(CTextReaderTest, TokensSkipWhiteSpaceAndBothCommentFormsAndCountLines)
     CTextReader reader(&source, "tokens.txt");
     CString token;
     ASSERT_EQ(reader.parseId(token), nullptr);
-    EXPECT_EQ(utf8(token), "first-id");
+    EXPECT_EQ(CUtf8::of(token), "first-id");
     EXPECT_EQ(reader.getLine(), 1);
     EXPECT_EQ(reader.getPos(), 10);
     ASSERT_EQ(reader.parseStr(token), nullptr);
-    EXPECT_EQ(utf8(token), "a \"b\" \n\tx");
+    EXPECT_EQ(CUtf8::of(token), "a \"b\" \n\tx");
     EXPECT_EQ(reader.getLine(), 2) << "CR is dropped, LF counts";
     ASSERT_EQ(reader.parseId(token), nullptr);
-    EXPECT_EQ(utf8(token), "na\xC3\xAFve.2");
+    EXPECT_EQ(CUtf8::of(token), "na\xC3\xAFve.2");
     EXPECT_EQ(reader.getLine(), 4);
     EXPECT_EQ(reader.getPos(), 8);
     ASSERT_EQ(reader.parseStr(token), nullptr);
-    EXPECT_EQ(utf8(token), "\xCE\xA9\xF0\x9F\x98\x80\xC3\xA9");
+    EXPECT_EQ(CUtf8::of(token), "\xCE\xA9\xF0\x9F\x98\x80\xC3\xA9");
     EXPECT_EQ(token.getLength(), 4) << "the code point above 16 bits is a surrogate pair";
     bool atEnd = false;
     ASSERT_EQ(reader.isAtEnd(atEnd), nullptr);
     EXPECT_TRUE(atEnd);
     uint32_t c = 0;
-    expectError(reader.readChar(c), "Premature end of file (file 'tokens.txt', line 4, pos 42).");
+    EXPECT_EQ(CErrorText::takeMessage(reader.readChar(c)),
+              "Premature end of file (file 'tokens.txt', line 4, pos 42).");
 }
 
 TEST_F(CTextReaderTest, EveryFailureNamesFileLineAndPosition)
@@ -93,7 +84,9 @@ TEST_F(CTextReaderTest, EveryFailureNamesFileLineAndPosition)
         CMemoryReader source(c.text.data(), c.text.size());
         CTextReader reader(&source, "f.txt");
         CString token;
-        expectError(c.asString ? reader.parseStr(token) : reader.parseId(token), c.message);
+        EXPECT_EQ(
+            CErrorText::takeMessage(c.asString ? reader.parseStr(token) : reader.parseId(token)),
+            c.message);
     }
     // The invalid character is named as UTF-8 text.
     const std::string euro = "\xE2\x82\xAC";
@@ -109,8 +102,8 @@ TEST_F(CTextReaderTest, EveryFailureNamesFileLineAndPosition)
     CMemoryReader braceSource(brace.data(), brace.size());
     CTextReader braceReader(&braceSource, "");
     CString token;
-    expectError(braceReader.parseId(token),
-                "Invalid character '=' encountered (file '', line 1, pos 0).");
+    EXPECT_EQ(CErrorText::takeMessage(braceReader.parseId(token)),
+              "Invalid character '=' encountered (file '', line 1, pos 0).");
 }
 
 TEST_F(CTextReaderTest, WriterIndentsLinesAndQuotedStringsReadBackUnitForUnit)

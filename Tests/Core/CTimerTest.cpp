@@ -1,6 +1,9 @@
 #include "CEventTestFixture.h"
 
 #include "Core/CTimer.h"
+#include "Support/CErrorText.h"
+
+using kel::test::CErrorText;
 
 namespace kel
 {
@@ -17,9 +20,9 @@ protected:
     {
         auto* timer = makeChild<CTimer>(bridge, "core:timer", "timer", attrs);
         ticks = makeChild<CTestListener>(bridge, "test:listener", "ticks");
-        EXPECT_EQ(
-            takeMessage(ticks->listenObject(CString("^.timer"), CString("tick"), CString("ping"))),
-            "");
+        EXPECT_EQ(CErrorText::takeMessage(
+                      ticks->listenObject(CString("^.timer"), CString("tick"), CString("ping"))),
+                  "");
         return timer;
     }
     // Pumps this thread's loop for about durationMs.
@@ -44,9 +47,9 @@ TEST_F(CTimerTest, TimerTicksAtItsRateOnTheCreatingThread)
     EXPECT_EQ(ticks->lastThread, CThisThread::id());
 
     // A new interval restarts it; 0 stops it.
-    ASSERT_EQ(takeMessage(timer->setAttr(CString("interval"), CAttrValue(0.1))), "");
+    ASSERT_EQ(CErrorText::takeMessage(timer->setAttr(CString("interval"), CAttrValue(0.1))), "");
     EXPECT_EQ(timer->getRunningIntervalMs(), 100u);
-    ASSERT_EQ(takeMessage(timer->setAttr(CString("interval"), CAttrValue(0.0))), "");
+    ASSERT_EQ(CErrorText::takeMessage(timer->setAttr(CString("interval"), CAttrValue(0.0))), "");
     const int stoppedAt = ticks->calls;
     pumpFor(100);
     EXPECT_EQ(ticks->calls, stoppedAt);
@@ -58,7 +61,7 @@ TEST_F(CTimerTest, EmptyFpsLeavesTheTimerStoppedAndTinyFpsTakesTheDefaultRate)
     EXPECT_EQ(timer->getRunningIntervalMs(), 0u);
     pumpFor(60);
     EXPECT_EQ(ticks->calls, 0);
-    ASSERT_EQ(takeMessage(timer->setAttr(CString("fps"), CAttrValue("0"))), "");
+    ASSERT_EQ(CErrorText::takeMessage(timer->setAttr(CString("fps"), CAttrValue("0"))), "");
     EXPECT_EQ(timer->getRunningIntervalMs(), 33u);
     EXPECT_DOUBLE_EQ(timer->getIntervalSec(), CTimer::kDefaultIntervalSec);
 }

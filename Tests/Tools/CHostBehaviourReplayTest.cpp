@@ -5,6 +5,7 @@
 // for sample.
 #include "CHostedPlugin.h"
 #include "CVstHost.h"
+#include "Support/CErrorText.h"
 
 #include <gtest/gtest.h>
 
@@ -18,6 +19,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+using kel::test::CErrorText;
 
 namespace kel
 {
@@ -37,14 +40,6 @@ enum EHostParam : int
 };
 
 constexpr double kRateHz = 44100.0;
-
-std::string describe(CError* error)
-{
-    std::unique_ptr<CError> owned(error);
-    char text[2048];
-    owned->formatChain(text, sizeof(text));
-    return text;
-}
 
 template <typename T> using CChannels = std::vector<std::vector<T>>;
 
@@ -85,7 +80,7 @@ CChannels<T> render(CHostedPlugin& plugin, int64_t frames, const std::vector<int
         if (CError* error =
                 plugin.processBlock(inAt.data(), channels, outAt.data(), channels, count))
         {
-            ADD_FAILURE() << describe(error);
+            ADD_FAILURE() << CErrorText::takeChain(error);
             break;
         }
         done += count;
@@ -113,7 +108,7 @@ protected:
         auto plugin = std::make_unique<CHostedPlugin>(onHost);
         if (CError* error = plugin->load(KEL_PLUGIN_PATH))
         {
-            ADD_FAILURE() << describe(error);
+            ADD_FAILURE() << CErrorText::takeChain(error);
             return nullptr;
         }
         plugin->open();
@@ -340,7 +335,7 @@ TEST_F(HostBehaviourReplay, RateChangeWhileSuspendedKeepsParametersAndMovesEvent
     {
         CError* error =
             plugin->processBlock(inAt.data(), channels, outAt.data(), channels, blockFrames);
-        ASSERT_EQ(error, nullptr) << describe(error);
+        ASSERT_EQ(error, nullptr) << CErrorText::takeChain(error);
         for (int n = 0; n < blockFrames && first < 0; ++n)
             for (int ch = 0; ch < channels; ++ch)
                 if (out[ch][n] != in[ch][n])
@@ -448,7 +443,7 @@ TEST_F(HostBehaviourReplay, DispatcherCallsFromThreadsOtherThanTheCreatorsWork)
 {
     auto plugin = std::make_unique<CHostedPlugin>(host);
     if (CError* error = plugin->load(KEL_PLUGIN_PATH))
-        FAIL() << describe(error);
+        FAIL() << CErrorText::takeChain(error);
 
     // The creating thread never calls the dispatcher: the host's interface thread opens and
     // sets up, its audio thread processes while the interface thread keeps reading texts,

@@ -4,6 +4,7 @@
 #include "FakePluginCodes.h"
 
 #include "Core/Platform/CThisThread.h"
+#include "Support/CErrorText.h"
 #include "Support/CMallocCounter.h"
 
 #include <gtest/gtest.h>
@@ -18,23 +19,17 @@
 using kel::CError;
 using kel::CHostedPlugin;
 using kel::CVstHost;
+using kel::test::CErrorText;
 
 namespace
 {
-
-// Takes an error's ownership and answers its key ("" for success).
-std::string keyOf(CError* error)
-{
-    std::unique_ptr<CError> owned(error);
-    return owned ? owned->getKey() : "";
-}
 
 class CHostedPluginTest : public testing::Test
 {
 protected:
     void SetUp() override
     {
-        ASSERT_EQ(keyOf(plugin.load(KEL_FAKE_PLUGIN_PATH)), "");
+        ASSERT_EQ(CErrorText::takeKey(plugin.load(KEL_FAKE_PLUGIN_PATH)), "");
         plugin.open();
     }
 
@@ -64,7 +59,7 @@ TEST_F(CHostedPluginTest, AnswersItsConfiguredIdentityAndReadsPluginTexts)
     CVstHost ardour;
     ardour.poseAsArdour();
     CHostedPlugin posing(ardour);
-    ASSERT_EQ(keyOf(posing.load(KEL_FAKE_PLUGIN_PATH)), "");
+    ASSERT_EQ(CErrorText::takeKey(posing.load(KEL_FAKE_PLUGIN_PATH)), "");
     posing.open();
     char seen[160] = {};
     posing.dispatch(kEffVendorSpecific, kFakeHostName, sizeof(seen), seen);
@@ -105,7 +100,7 @@ TEST_F(CHostedPluginTest, AwkwardBlockSizesGiveTheSameOutputInFloatAndDouble)
     std::vector<std::vector<float>> floatOut(2, std::vector<float>(frames));
     const float* fin[] = {floatIn[0].data(), floatIn[1].data()};
     float* fout[] = {floatOut[0].data(), floatOut[1].data()};
-    ASSERT_EQ(keyOf(plugin.process(fin, 2, fout, 2, frames, awkward)), "");
+    ASSERT_EQ(CErrorText::takeKey(plugin.process(fin, 2, fout, 2, frames, awkward)), "");
     for (int ch = 0; ch < 2; ++ch)
         for (int i = 0; i < frames; ++i)
             ASSERT_EQ(floatOut[ch][i], floatIn[ch][i] * 0.5f) << ch << " " << i;
@@ -120,7 +115,7 @@ TEST_F(CHostedPluginTest, AwkwardBlockSizesGiveTheSameOutputInFloatAndDouble)
     std::vector<std::vector<double>> doubleOut(2, std::vector<double>(frames));
     const double* din[] = {doubleIn[0].data(), doubleIn[1].data()};
     double* dout[] = {doubleOut[0].data(), doubleOut[1].data()};
-    ASSERT_EQ(keyOf(plugin.process(din, 2, dout, 2, frames, {frames})), "");
+    ASSERT_EQ(CErrorText::takeKey(plugin.process(din, 2, dout, 2, frames, {frames})), "");
     for (int i = 0; i < frames; ++i)
         ASSERT_EQ(doubleOut[1][i], doubleIn[1][i] * 0.5);
     EXPECT_EQ(vendor(kFakeLastFrames), frames);
@@ -139,22 +134,22 @@ TEST_F(CHostedPluginTest, GuardWordsCatchWritesOutsideTheBuffersInEveryBlockSize
         plugin.setProcessMode(doubles, false);
         // A short block: the data ends at the guard, so one word too many is caught.
         vendor(kFakeOverrun, 1);
-        EXPECT_EQ(keyOf(plugin.processBlock(pin, 2, pout, 2, 100)),
+        EXPECT_EQ(CErrorText::takeKey(plugin.processBlock(pin, 2, pout, 2, 100)),
                   "kelstr_CHostedPlugin_process_OutputOverrun");
         vendor(kFakeOverrun, 0);
         vendor(kFakeUnderrun, 1);
-        EXPECT_EQ(keyOf(plugin.processBlock(pin, 2, pout, 2, 512)),
+        EXPECT_EQ(CErrorText::takeKey(plugin.processBlock(pin, 2, pout, 2, 512)),
                   "kelstr_CHostedPlugin_process_OutputOverrun");
         vendor(kFakeUnderrun, 0);
         vendor(kFakeWriteInput, 1);
-        EXPECT_EQ(keyOf(plugin.processBlock(pin, 2, pout, 2, 7)),
+        EXPECT_EQ(CErrorText::takeKey(plugin.processBlock(pin, 2, pout, 2, 7)),
                   "kelstr_CHostedPlugin_process_InputChanged");
         vendor(kFakeWriteInput, 0);
         vendor(kFakeSkipLast, 1);
-        EXPECT_EQ(keyOf(plugin.processBlock(pin, 2, pout, 2, 64)),
+        EXPECT_EQ(CErrorText::takeKey(plugin.processBlock(pin, 2, pout, 2, 64)),
                   "kelstr_CHostedPlugin_process_OutputUnwritten");
         vendor(kFakeSkipLast, 0);
-        EXPECT_EQ(keyOf(plugin.processBlock(pin, 2, pout, 2, 1)), "");
+        EXPECT_EQ(CErrorText::takeKey(plugin.processBlock(pin, 2, pout, 2, 1)), "");
     }
     // A fault in the middle of a whole signal stops it there.
     vendor(kFakeOverrun, 3);
@@ -174,7 +169,7 @@ TEST_F(CHostedPluginTest, InPlaceModeSharesBuffersAndStillDeliversTheOutput)
     std::vector<std::vector<float>> out(3, std::vector<float>(1000, 9.0f));
     const float* pin[] = {in[0].data(), nullptr};
     float* pout[] = {out[0].data(), out[1].data(), out[2].data()};
-    ASSERT_EQ(keyOf(plugin.process(pin, 2, pout, 3, 1000, {256})), "");
+    ASSERT_EQ(CErrorText::takeKey(plugin.process(pin, 2, pout, 3, 1000, {256})), "");
     EXPECT_EQ(vendor(kFakeInPlaceSeen), 1);
     for (int i = 0; i < 1000; ++i)
     {
@@ -183,7 +178,7 @@ TEST_F(CHostedPluginTest, InPlaceModeSharesBuffersAndStillDeliversTheOutput)
         ASSERT_EQ(out[2][i], 0.0f); // beyond the plug-in's outputs
     }
     plugin.setProcessMode(false, false);
-    ASSERT_EQ(keyOf(plugin.process(pin, 2, pout, 3, 1000, {256})), "");
+    ASSERT_EQ(CErrorText::takeKey(plugin.process(pin, 2, pout, 3, 1000, {256})), "");
     EXPECT_EQ(vendor(kFakeInPlaceSeen), 0);
 }
 
@@ -210,7 +205,7 @@ TEST_F(CHostedPluginTest, ProcessingAfterResumeAllocatesNothingOnTheHostSide)
     if (!error)
         error = plugin.process(dpin, 2, dpout, 2, 4096, evenBlocks);
     kel::test::CMallocCounter::stopWatching();
-    ASSERT_EQ(keyOf(error), "");
+    ASSERT_EQ(CErrorText::takeKey(error), "");
     EXPECT_EQ(kel::test::CMallocCounter::count(), 0u);
     EXPECT_GT(plugin.countCallbacks(kHostGetTime), 0);
 }
@@ -279,17 +274,17 @@ TEST_F(CHostedPluginTest, ProcessSeesTempoAndAProcessLevelThatFollowsTheThread)
     std::vector<float> silence(64, 0.0f);
     const float* pin[] = {silence.data(), silence.data()};
     float* pout[] = {silence.data(), silence.data()};
-    ASSERT_EQ(keyOf(plugin.processBlock(pin, 2, pout, 2, 64)), "");
+    ASSERT_EQ(CErrorText::takeKey(plugin.processBlock(pin, 2, pout, 2, 64)), "");
     EXPECT_EQ(vendor(kFakeTempoMilli), 97500);
     EXPECT_EQ(vendor(kFakeProcessLevel), kProcessLevelRealtime);
 
     host.setProcessLevel(kProcessLevelOffline);
-    ASSERT_EQ(keyOf(plugin.processBlock(pin, 2, pout, 2, 64)), "");
+    ASSERT_EQ(CErrorText::takeKey(plugin.processBlock(pin, 2, pout, 2, 64)), "");
     EXPECT_EQ(vendor(kFakeProcessLevel), kProcessLevelOffline);
 
     host.setTimeInfoEnabled(false);
     host.setTempo(140.0);
-    ASSERT_EQ(keyOf(plugin.processBlock(pin, 2, pout, 2, 64)), "");
+    ASSERT_EQ(CErrorText::takeKey(plugin.processBlock(pin, 2, pout, 2, 64)), "");
     EXPECT_EQ(vendor(kFakeTempoMilli), 97500);
 }
 
@@ -310,13 +305,15 @@ TEST(CHostedPlugin, LoadFailuresAreErrorsAndLeaveNothingLoaded)
 {
     CVstHost host;
     CHostedPlugin plugin(host);
-    EXPECT_EQ(keyOf(plugin.load("/nonexistent/Nothing.so")), "kelstr_CVstLibrary_open_LoadFailed");
-    EXPECT_EQ(keyOf(plugin.load("libm.so.6")), "kelstr_CVstLibrary_open_NoEntry");
+    EXPECT_EQ(CErrorText::takeKey(plugin.load("/nonexistent/Nothing.so")),
+              "kelstr_CVstLibrary_open_LoadFailed");
+    EXPECT_EQ(CErrorText::takeKey(plugin.load("libm.so.6")), "kelstr_CVstLibrary_open_NoEntry");
     EXPECT_FALSE(plugin.isLoaded());
 
     // A host that predates the version query is refused by the plug-in.
     host.setHostVersion(0);
-    EXPECT_EQ(keyOf(plugin.load(KEL_FAKE_PLUGIN_PATH)), "kelstr_CHostedPlugin_load_Refused");
+    EXPECT_EQ(CErrorText::takeKey(plugin.load(KEL_FAKE_PLUGIN_PATH)),
+              "kelstr_CHostedPlugin_load_Refused");
     EXPECT_FALSE(plugin.isLoaded());
 }
 
@@ -326,7 +323,7 @@ TEST(CHostedPlugin, UnloadAfterUseClosesTheEffectAndCanLoadAgain)
     CHostedPlugin plugin(host);
     for (int round = 0; round < 3; ++round)
     {
-        ASSERT_EQ(keyOf(plugin.load(KEL_FAKE_PLUGIN_PATH)), "");
+        ASSERT_EQ(CErrorText::takeKey(plugin.load(KEL_FAKE_PLUGIN_PATH)), "");
         plugin.open();
         plugin.start(44100.0, 32);
         EXPECT_TRUE(plugin.isActive());
@@ -348,7 +345,7 @@ TEST(CArdourSession, SavedStateComesBackThroughTheReloadSequence)
     kel::CArdourSession::CSavedState saved;
     {
         CHostedPlugin first(host);
-        ASSERT_EQ(keyOf(first.load(KEL_FAKE_PLUGIN_PATH)), "");
+        ASSERT_EQ(CErrorText::takeKey(first.load(KEL_FAKE_PLUGIN_PATH)), "");
         kel::CArdourSession::insert(first, 48000.0);
         kel::CArdourSession::beginBounce(first);
         EXPECT_EQ(first.getBlockSize(), 8192);
@@ -358,7 +355,7 @@ TEST(CArdourSession, SavedStateComesBackThroughTheReloadSequence)
     ASSERT_EQ(saved.params.size(), 2u);
 
     CHostedPlugin second(host);
-    ASSERT_EQ(keyOf(second.load(KEL_FAKE_PLUGIN_PATH)), "");
+    ASSERT_EQ(CErrorText::takeKey(second.load(KEL_FAKE_PLUGIN_PATH)), "");
     EXPECT_EQ(kel::CArdourSession::restore(second, 48000.0, saved), 1);
     EXPECT_FLOAT_EQ(second.getParameter(0), 0.3f);
 

@@ -5,6 +5,7 @@
 // descriptors than after the first few.
 #include "CHostedPlugin.h"
 #include "CVstHost.h"
+#include "Support/CErrorText.h"
 
 #include <gtest/gtest.h>
 
@@ -94,10 +95,7 @@ std::string runCycle(CVstHost& host)
     {
         instances.push_back(std::make_unique<CHostedPlugin>(host));
         if (CError* error = instances.back()->load(KEL_PLUGIN_PATH))
-        {
-            std::unique_ptr<CError> owned(error);
-            return std::string("load: ") + owned->getKey();
-        }
+            return "load: " + test::CErrorText::takeKey(error);
     }
     const std::vector<float> floatSignal(1024, 0.25f);
     const std::vector<double> doubleSignal(1024, 0.25);
@@ -115,10 +113,7 @@ std::string runCycle(CVstHost& host)
         CError* error = doubles ? plugin.process(doubleIn, 2, nullptr, 0, 1024, {256})
                                 : plugin.process(floatIn, 2, nullptr, 0, 1024, {256});
         if (error)
-        {
-            std::unique_ptr<CError> owned(error);
-            return std::string("process: ") + owned->getKey();
-        }
+            return "process: " + test::CErrorText::takeKey(error);
         plugin.setActive(false);
         plugin.close();
     }

@@ -3,6 +3,7 @@
 #include "CCompiledTreeReader.h"
 #include "CCompiledTreeWriter.h"
 #include "CTreeCompiler.h"
+#include "Support/CErrorText.h"
 #include "Support/CTempFolder.h"
 
 #include <gtest/gtest.h>
@@ -34,8 +35,7 @@ protected:
     {
         CCompiledNode root;
         CError* error = compiler.compile(write("main.xml", text), root);
-        EXPECT_EQ(error, nullptr) << (error ? error->getMessage() : "");
-        delete error;
+        EXPECT_EQ(error, nullptr) << test::CErrorText::takeChain(error);
         return root;
     }
 
@@ -52,10 +52,7 @@ protected:
     std::string errorOf(const std::string& text)
     {
         CCompiledNode root;
-        CError* error = compiler.compile(write("main.xml", text), root);
-        const std::string message = error ? error->getMessage() : "";
-        delete error;
-        return message;
+        return test::CErrorText::takeMessage(compiler.compile(write("main.xml", text), root));
     }
 
     test::CTempFolder temp{"kel-kelc"};
@@ -96,8 +93,7 @@ TEST_F(KelcCompilerTest, TemplateAsLastChildEndsExactlyBehindItsBody)
     CCompiledTreeReader reader;
     CCompiledNode root;
     CError* error = reader.read(bytes.data(), bytes.size(), root);
-    EXPECT_EQ(error, nullptr) << (error ? error->getMessage() : "");
-    delete error;
+    EXPECT_EQ(error, nullptr) << test::CErrorText::takeChain(error);
     ASSERT_EQ(root.children.size(), 1u);
     EXPECT_TRUE(root.children[0].isTemplate);
     EXPECT_EQ(root.children[0].children[0].attrs, (CAttrs{{"k", ""}}));

@@ -7,6 +7,7 @@
 
 #include "Core/CResourceReader.h"
 #include "Core/CResourceTable.h"
+#include "Support/CErrorText.h"
 #include "kel_test_resources.h"
 
 #include <gtest/gtest.h>
@@ -61,10 +62,7 @@ std::string readError(const std::vector<uint8_t>& bytes)
 {
     CCompiledTreeReader reader;
     CCompiledNode root;
-    CError* error = reader.read(bytes.data(), bytes.size(), root);
-    const std::string key = error ? error->getKey() : "";
-    delete error;
-    return key;
+    return test::CErrorText::takeKey(reader.read(bytes.data(), bytes.size(), root));
 }
 
 TEST_F(KelresTest, EmbeddedTreeIsTheCompiledSourceInPlace)

@@ -4,6 +4,7 @@
 #include "CTreeCompiler.h"
 #include "CCompiledTreeReader.h"
 #include "CCompiledTreeWriter.h"
+#include "Support/CErrorText.h"
 
 #include <gtest/gtest.h>
 
@@ -106,9 +107,8 @@ protected:
     static void SetUpTestSuite()
     {
         CTreeCompiler compiler;
-        CError* error = compiler.compile(kSourceDir + "/Resources/SharedData.xml", tree);
-        compileMessage = error ? error->getMessage() : "";
-        delete error;
+        compileMessage = test::CErrorText::takeMessage(
+            compiler.compile(kSourceDir + "/Resources/SharedData.xml", tree));
     }
 
     void SetUp() override { ASSERT_EQ(compileMessage, "") << "the source does not compile"; }

@@ -3,6 +3,7 @@
 #include "Audio/Converters/CAudioParamConverterEnum.h"
 #include "Audio/Converters/CAudioParamConverterTime.h"
 #include "Audio/Converters/CParamTestTree.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,7 @@ using kel::CAudioParamConverter;
 using kel::CAudioParamConverterEnum;
 using kel::CAudioParamInfo;
 using kel::CString;
-using kel::paramtest::text;
+using kel::test::CUtf8;
 
 namespace
 {
@@ -45,7 +46,7 @@ protected:
     {
         CString out("stale");
         c.format(out, info, 0, value, 0, mode);
-        return text(out);
+        return CUtf8::of(out);
     }
 
     double parse(const CAudioParamConverter& c, const char* input, bool* ok = nullptr)
@@ -144,7 +145,7 @@ TEST_F(CAudioParamConverterTest, FailedTextsGiveEachKindsFallback)
 TEST_F(CAudioParamConverterTest, GainIsDecibelsOutsideAndAFactorInside)
 {
     const CAudioParamConverter& gain = use("gain", std::exp(-36.0 / 8.685889638065037), 1.0);
-    EXPECT_EQ(text(gain.getLabel()), "dB");
+    EXPECT_EQ(CUtf8::of(gain.getLabel()), "dB");
     EXPECT_NEAR(parse(gain, "-12.0"), 0.25118864315095801, 1e-16);
     EXPECT_NEAR(parse(gain, "-6,0"), 0.50118723362727224, 1e-16);
     EXPECT_EQ(parse(gain, "0"), 1.0);
@@ -247,7 +248,7 @@ TEST_F(CAudioParamConverterTest, PercentRealBwAndRatioFormatTheirWay)
     EXPECT_EQ(format(use("phase", 0, 1), 0.25), "0.2");
 
     const CAudioParamConverter& bw = use("bw", 0.1, 4.0);
-    EXPECT_EQ(text(bw.getLabel()), "Oct");
+    EXPECT_EQ(CUtf8::of(bw.getLabel()), "Oct");
     EXPECT_EQ(format(bw, 1.0 / 3.0), "0.33");
     EXPECT_EQ(format(bw, 2.0, kShort), "2.00");
     EXPECT_NEAR(bw.toNormalised(info, 0, 0.1 + 0.25 * 3.9), 0.5, 1e-15);
@@ -261,7 +262,7 @@ TEST_F(CAudioParamConverterTest, PercentRealBwAndRatioFormatTheirWay)
     const CAudioParamConverter& ratio2 = use("ratio2", 0.01, 1.0);
     EXPECT_EQ(format(ratio2, 0.25), "1:4.00");
     EXPECT_EQ(format(ratio2, 0.25, kShort), "1:4.0");
-    EXPECT_EQ(parse(ratio2, text(CString("1:") + CString("4.00")).c_str()), 0.25);
+    EXPECT_EQ(parse(ratio2, CUtf8::of(CString("1:") + CString("4.00")).c_str()), 0.25);
     EXPECT_NEAR(ratio.toNormalised(info, 0, 0.1), 0.5, 1e-15);
 }
 
@@ -364,11 +365,11 @@ TEST_F(CAudioParamConverterTest, EnumStatesSplitOnSemicolonsAndBars)
     const auto& filters =
         static_cast<const CAudioParamConverterEnum&>(converter("enum-filters-std"));
     ASSERT_EQ(filters.getStateCount(), 6);
-    EXPECT_EQ(text(filters.getLongName(2)), "Lo-shelf");
-    EXPECT_EQ(text(filters.getShortName(2)), "Lo-shlf");
-    EXPECT_EQ(text(filters.getShortName(5)), "Hi-pass");
+    EXPECT_EQ(CUtf8::of(filters.getLongName(2)), "Lo-shelf");
+    EXPECT_EQ(CUtf8::of(filters.getShortName(2)), "Lo-shlf");
+    EXPECT_EQ(CUtf8::of(filters.getShortName(5)), "Hi-pass");
     EXPECT_EQ(static_cast<const CAudioParamConverterEnum&>(converter("enum")).getStateCount(), 0);
-    EXPECT_EQ(text(filters.getLabel()), "");
+    EXPECT_EQ(CUtf8::of(filters.getLabel()), "");
 }
 
 namespace

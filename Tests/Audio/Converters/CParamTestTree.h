@@ -5,6 +5,7 @@
 #include "Audio/Converters/CAudioParamConverter.h"
 #include "Core/CAllocator.h"
 #include "Core/CObject.h"
+#include "Support/CErrorText.h"
 #include "Support/CTreeBlobWriter.h"
 
 #include <gtest/gtest.h>
@@ -17,27 +18,12 @@ namespace kel
 namespace paramtest
 {
 
-inline std::string text(const CString& value)
-{
-    std::string out(static_cast<size_t>(value.getUtf8Length()), '\0');
-    value.toUtf8(out.data(), static_cast<int>(out.size()) + 1);
-    return out;
-}
-
-// The message of an error (empty for none); the error is deleted.
-inline std::string takeMessage(CError* error)
-{
-    std::string message = error ? error->getMessage() : "";
-    delete error;
-    return message;
-}
-
 inline void ensureCreators()
 {
     if (!CObject::hasCreator("audio:cvt-gain"))
     {
         CError* error = registerAudioParamCreators();
-        ASSERT_EQ(takeMessage(error), "");
+        ASSERT_EQ(test::CErrorText::takeMessage(error), "");
     }
 }
 
@@ -126,7 +112,7 @@ protected:
         blob = CTreeBlobWriter::write(source);
         tree = new CObject();
         CObject::setSharedRoot(tree);
-        return takeMessage(tree->loadFromMemory(blob.data(), blob.size(), true));
+        return test::CErrorText::takeMessage(tree->loadFromMemory(blob.data(), blob.size(), true));
     }
 
     template <class T> T* find(const char* path) const

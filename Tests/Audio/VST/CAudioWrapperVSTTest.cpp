@@ -8,6 +8,7 @@
 #include "Core/CSystem.h"
 #include "Core/Platform/CLock.h"
 #include "Core/Platform/CThisThread.h"
+#include "Support/CErrorText.h"
 #include "Support/CFakeHost.h"
 
 #include <gtest/gtest.h>
@@ -29,12 +30,7 @@ AEffect* createEffect(CFakeHost& host, int intChannelCount = 2)
     AEffect* effect = nullptr;
     CError* error = CAudioWrapperVST::create(host.callback(), &effect, intChannelCount);
     if (error)
-    {
-        char text[2048];
-        error->formatChain(text, static_cast<int>(sizeof(text)));
-        ADD_FAILURE() << text;
-        delete error;
-    }
+        ADD_FAILURE() << test::CErrorText::takeChain(error);
     return effect;
 }
 

@@ -4,6 +4,7 @@
 // The sanitizer builds run it too, so the plug-in's whole life is checked for memory faults.
 #include "CHostedPlugin.h"
 #include "CVstHost.h"
+#include "Support/CErrorText.h"
 
 #include <gtest/gtest.h>
 
@@ -13,18 +14,12 @@
 #include <thread>
 #include <vector>
 
+using kel::test::CErrorText;
+
 namespace kel
 {
 namespace
 {
-
-std::string describe(CError* error)
-{
-    std::unique_ptr<CError> owned(error);
-    char text[2048];
-    owned->formatChain(text, sizeof(text));
-    return text;
-}
 
 template <typename Sample> struct CSignal
 {
@@ -51,7 +46,7 @@ TEST(CWholeSession, HostDrivesThePluginThroughItsWholeLife)
     host.poseAsArdour();
     CHostedPlugin plugin(host);
     if (CError* error = plugin.load(KEL_PLUGIN_PATH))
-        FAIL() << describe(error);
+        FAIL() << CErrorText::takeChain(error);
     plugin.open();
     ASSERT_EQ(plugin.getEffectName(), "Zumbel");
     const int channels = plugin.getNumInputs();
@@ -88,7 +83,7 @@ TEST(CWholeSession, HostDrivesThePluginThroughItsWholeLife)
         plugin.setProcessMode(false, false);
         CError* error = plugin.process(signal.inPtr.data(), channels, signal.outPtr.data(),
                                        channels, frames, {8192, 1, 7, 513, 4096, 752, 272});
-        EXPECT_EQ(error, nullptr) << (error ? describe(error) : "");
+        EXPECT_EQ(error, nullptr) << (error ? CErrorText::takeChain(error) : "");
         // Nothing sounds in the first seconds: the output is the input, sample for sample.
         for (int ch = 0; ch < channels; ++ch)
             ASSERT_EQ(signal.in[ch], signal.out[ch]) << "channel " << ch;
@@ -107,7 +102,7 @@ TEST(CWholeSession, HostDrivesThePluginThroughItsWholeLife)
         plugin.setProcessMode(true, true);
         CError* error = plugin.process(signal.inPtr.data(), channels, signal.outPtr.data(),
                                        channels, 96000, {512, 100, 1000});
-        EXPECT_EQ(error, nullptr) << (error ? describe(error) : "");
+        EXPECT_EQ(error, nullptr) << (error ? CErrorText::takeChain(error) : "");
     }
     plugin.setActive(false);
     plugin.close();

@@ -2,6 +2,7 @@
 #include "Core/Platform/CFolder.h"
 #include "Core/Platform/CFolderScan.h"
 #include "Support/CTempFolder.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -13,17 +14,10 @@
 #include <string>
 
 using namespace kel;
+using kel::test::CUtf8;
 
 namespace
 {
-std::string utf8(const CString& text)
-{
-    std::string out(static_cast<size_t>(text.getUtf8Length()) + 1, '\0');
-    text.toUtf8(&out[0], static_cast<int>(out.size()));
-    out.pop_back();
-    return out;
-}
-
 // Sets an environment variable for one scope and restores it.
 class CEnvGuard
 {
@@ -106,7 +100,7 @@ TEST_F(CFolderTest, ScanListsEntriesWithoutDotsAndTellsFolders)
     bool isFolder = false;
     bool hasEntry = true;
     while (scan.next(name, isFolder, hasEntry) == 0 && hasEntry)
-        (isFolder ? folders : files).insert(utf8(name));
+        (isFolder ? folders : files).insert(CUtf8::of(name));
     EXPECT_EQ(files, std::set<std::string>{"caf\xC3\xA9.cpf"});
     EXPECT_EQ(folders, std::set<std::string>{"Presets"});
     CFolderScan missing;
@@ -120,23 +114,23 @@ TEST(CFolderDataTest, UserAndCommonFoldersFollowTheXdgVariables)
     {
         CEnvGuard dataHome("XDG_DATA_HOME", "/tmp/kel-data/");
         EXPECT_EQ(CFolder::getUserDataFolder(folder), 0);
-        EXPECT_EQ(utf8(folder), "/tmp/kel-data");
+        EXPECT_EQ(CUtf8::of(folder), "/tmp/kel-data");
     }
     {
         // A relative value does not count; the home folder's .local/share is used.
         CEnvGuard dataHome("XDG_DATA_HOME", "relative/data");
         CEnvGuard home("HOME", "/home/someone");
         EXPECT_EQ(CFolder::getUserDataFolder(folder), 0);
-        EXPECT_EQ(utf8(folder), "/home/someone/.local/share");
+        EXPECT_EQ(CUtf8::of(folder), "/home/someone/.local/share");
     }
     {
         CEnvGuard dataDirs("XDG_DATA_DIRS", "relative:/opt/share/:/usr/share");
         EXPECT_EQ(CFolder::getCommonDataFolder(folder), 0);
-        EXPECT_EQ(utf8(folder), "/opt/share");
+        EXPECT_EQ(CUtf8::of(folder), "/opt/share");
     }
     {
         CEnvGuard dataDirs("XDG_DATA_DIRS", nullptr);
         EXPECT_EQ(CFolder::getCommonDataFolder(folder), 0);
-        EXPECT_EQ(utf8(folder), "/usr/local/share");
+        EXPECT_EQ(CUtf8::of(folder), "/usr/local/share");
     }
 }
