@@ -1,6 +1,7 @@
 #include "Audio/CAudioExtParam.h"
 
 #include "Audio/CAudioExtParamHostBridge.h"
+#include "Audio/CAudioParamGesture.h"
 #include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamChange.h"
 #include "Audio/CAudioParamCollector.h"
@@ -162,8 +163,22 @@ void CAudioExtParam::onParamChange(CAudioParam& /*changed*/, const CAudioParamCh
     if (valueNorm == sentNorm)
         return;
     sentNorm = valueNorm;
-    if (bridge.load())
-        context.addDeferred(this, valueNorm);
+    CAudioExtParamHostBridge* hostBridge = bridge.load();
+    const int index = hostIndex.load(std::memory_order_relaxed);
+    if (!hostBridge)
+        return;
+    // The opening goes first in the deferred list, so that the host hears it before the value.
+    if (context.gesture && index >= 0 && context.gesture->join(hostBridge, index))
+        context.addDeferred(&gestureOpening, 1.0);
+    context.addDeferred(this, valueNorm);
+}
+
+void CAudioExtParam::CGestureOpening::onDeferredValue(double /*value*/)
+{
+    CAudioExtParamHostBridge* hostBridge = owner.bridge.load();
+    const int index = owner.hostIndex.load(std::memory_order_relaxed);
+    if (hostBridge && index >= 0)
+        hostBridge->onExtParamGesture(index, true);
 }
 
 void CAudioExtParam::onDeferredValue(double value)

@@ -24,7 +24,9 @@ class CAudioParamCollector;
 // it differs from the last value the host knows, queued on the change's context; the context
 // delivers it to the host bridge after the parameter's lock is released, so a burst of changes
 // under one lock gives one host call with the last value, and nothing of the host runs under the
-// lock. The host's own changes are not echoed back.
+// lock. The host's own changes are not echoed back. A change made in a user gesture (the context
+// carries one) first opens the host's edit of this parameter, once per gesture; the gesture
+// closes it.
 //
 // The tree owns it; the parameter belongs to the collector (the instance's tree). Reads and writes
 // take the parameter's lock only. [any thread, the audio thread included, once init has run]
@@ -69,6 +71,17 @@ public:
     void onDeferredValue(double value) override;
 
 private:
+    // Delivers the opening of a user gesture to the host, ahead of the gesture's first value.
+    class CGestureOpening : public CAudioParamContext::CDeferredTarget
+    {
+    public:
+        explicit CGestureOpening(CAudioExtParam& param) : owner(param) {}
+        void onDeferredValue(double value) override;
+
+    private:
+        CAudioExtParam& owner;
+    };
+
     // Under the parameter's lock.
     double readNormalised(const CAudioParam::CGuard& held) const;
 
@@ -84,6 +97,7 @@ private:
     std::atomic<int> hostIndex{-1};
     // The value the host knows, under the parameter's lock.
     double sentNorm = 0.5;
+    CGestureOpening gestureOpening{*this};
 };
 
 } // namespace kel

@@ -13,6 +13,8 @@ public:
     virtual ~CAudioExtParamHostBridge() = default;
 
     virtual void onExtParamChange(int index, double valueNorm) = 0;
+    // A user gesture opens (before its first change of the parameter) or ends.
+    virtual void onExtParamGesture(int index, bool isBegin) = 0;
 };
 
 } // namespace kel

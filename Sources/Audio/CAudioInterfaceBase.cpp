@@ -7,6 +7,7 @@
 #include "Audio/CAudioParamChange.h"
 #include "Audio/CAudioParamCollector.h"
 #include "Audio/CAudioParamContext.h"
+#include "Audio/CAudioParamGesture.h"
 #include "Audio/CAudioParamRecorder.h"
 #include "Audio/CAudioParamUndoRecord.h"
 #include "Audio/CAudioVizCollector.h"
@@ -42,6 +43,9 @@ public:
     }
     COpenRecord(const COpenRecord&) = delete;
     COpenRecord& operator=(const COpenRecord&) = delete;
+
+    // The host parameters this gesture moved; ended when the record closes or is dropped.
+    CAudioParamGesture& getGesture() { return gesture; }
 
     void recordBefore(const CAudioParam& param, const CAudioParamChange& change,
                       const CAudioParamStorage& values) override
@@ -109,6 +113,7 @@ private:
     int32_t mergeId;
     CArray<CEntry*> entries;
     CEntry* pending = nullptr;
+    CAudioParamGesture gesture;
 };
 
 // What the base holds for one client. The maps change on the connector's thread only;
@@ -484,6 +489,13 @@ void CAudioInterfaceBase::removeClient(int32_t clientId)
         leaving = *found;
         clients.erase(clientId);
     }
+    // An editor that goes in the middle of a gesture ends it: the host must not keep a
+    // parameter touched.
+    for (auto& [id, record] : leaving->records)
+    {
+        (void)id;
+        record->getGesture().end();
+    }
     dropClientState(*leaving);
     delete leaving;
 }
@@ -553,6 +565,8 @@ void CAudioInterfaceBase::openRecord(int32_t clientId, int32_t recordId, const C
     if (recordId == 0)
         return;
     COpenRecord*& filed = client->records[recordId];
+    if (filed)
+        filed->getGesture().end();
     delete filed;
     filed = new COpenRecord(label, isMergeable, mergeId);
 }
@@ -563,8 +577,10 @@ void CAudioInterfaceBase::dropRecord(int32_t clientId, int32_t recordId)
     COpenRecord* const* found = client ? client->records.find(recordId) : nullptr;
     if (!found)
         return;
-    delete *found;
+    COpenRecord* open = *found;
     client->records.erase(recordId);
+    open->getGesture().end();
+    delete open;
 }
 
 void CAudioInterfaceBase::closeRecord(int32_t clientId, int32_t recordId, const CString& label)
@@ -575,6 +591,7 @@ void CAudioInterfaceBase::closeRecord(int32_t clientId, int32_t recordId, const 
         return;
     COpenRecord* open = *found;
     client->records.erase(recordId);
+    open->getGesture().end();
     CAudioParamUndoRecord* record = open->finish(*this, label);
     delete open;
     // No parameter lock is held here; an empty record is dropped by the history.
@@ -647,6 +664,7 @@ CError* CAudioInterfaceBase::setParamValues(int32_t clientId, int32_t id, int32_
     {
         CAudioParamContext context(client, open ? *open : nullptr);
         context.queue = &batch;
+        context.gesture = open ? &(*open)->getGesture() : nullptr;
         // The layout is read and the change applied under one hold of the lock, so that a new
         // definition cannot come between them.
         CAudioParam::CGuard held(param, &context);
@@ -676,6 +694,7 @@ void CAudioInterfaceBase::resetParam(int32_t clientId, int32_t id, int group, in
     {
         CAudioParamContext context(client, open ? *open : nullptr);
         context.queue = &batch;
+        context.gesture = open ? &(*open)->getGesture() : nullptr;
         param.resetToDefaults(group, item, context);
     }
     paramCollector->commitChanges(batch);

@@ -5,6 +5,7 @@
 namespace kel
 {
 
+class CAudioParamGesture;
 class CAudioParamRecorder;
 class CAudioParamSink;
 
@@ -47,6 +48,9 @@ public:
     const void* origin = nullptr;
     // Collects before and after values for undo; null: the change is not undoable.
     CAudioParamRecorder* undoRecord = nullptr;
+    // The user gesture the change belongs to: host parameters it moves open their edit on it
+    // before their first value. Null: no gesture (a host's change, a preset, an undo).
+    CAudioParamGesture* gesture = nullptr;
     // Takes the change to the audio side instead of the collector's own queue; null: the
     // collector's.
     CAudioParamSink* queue = nullptr;

@@ -941,6 +941,20 @@ CError* CObject::sendEvent(const CString& eventName, CAttrMap& params, bool forc
     return nullptr;
 }
 
+CError* CObject::callEventProc(const CString& eventName, const CAttrMap& params, bool* outFound)
+{
+    const CClassInfo::EventEntry* proc = getClassInfo().findEventProc(eventName);
+    if (outFound)
+        *outFound = proc != nullptr;
+    if (!proc)
+        return nullptr;
+    if (proc->hasParams())
+        KEL_CHECK((this->*proc->procWithParams)(params));
+    else if (proc->proc)
+        KEL_CHECK((this->*proc->proc)());
+    return nullptr;
+}
+
 void CObject::setEventBridge(uint64_t threadId, CObjectEventBridge* bridge)
 {
     bridgeThreadId = threadId;

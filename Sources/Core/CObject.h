@@ -251,6 +251,10 @@ public:
     // Sets "sender" and "event-name" and sends. Without an event service nothing happens.
     [[nodiscard]] CError* sendEvent(const CString& eventName, CAttrMap& params,
                                     bool forceQueued = false);
+    // Calls this object's own procedure of eventName at once, without listeners or a queue.
+    // Nothing when the class has none (outFound, if given, tells which).
+    [[nodiscard]] CError* callEventProc(const CString& eventName, const CAttrMap& params,
+                                        bool* outFound = nullptr);
     // Event bridge data: an object that owns a bridge sets it; its descendants inherit it.
     void setEventBridge(uint64_t threadId, CObjectEventBridge* bridge);
     // The nearest object (this or an ancestor) that set a bridge, or null.

@@ -1,6 +1,7 @@
 #include "UI/CUiCreators.h"
 
 #include "UI/Controls/CFrame.h"
+#include "UI/Controls/CKnob.h"
 #include "UI/Controls/CPicture.h"
 #include "UI/Controls/CWindowDrag.h"
 #include "UI/Params/CParamBridgeAudio.h"
@@ -30,6 +31,7 @@ CError* CUiCreators::registerAll()
         CCreatorRow::of<CImageSetObject>("imageset"),
         CCreatorRow::of<CPaletteObject>("palette"),
         CCreatorRow::of<CFrame>("ui:frame"),
+        CCreatorRow::of<CKnob>("ui:knob"),
         CCreatorRow::of<CParamBridgeAudio>("ui:param-bridge"),
         CCreatorRow::of<CParamGroupSelector>("ui:param-group-selector"),
         CCreatorRow::of<CPicture>("ui:picture"),

@@ -1,6 +1,7 @@
 #include "Audio/CAudioExtParam.h"
 #include "Audio/CAudioExtParamCreators.h"
 #include "Audio/CAudioExtParamHostBridge.h"
+#include "Audio/CAudioParamGesture.h"
 #include "Audio/CAudioExtParamList.h"
 #include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamCollector.h"
@@ -10,6 +11,7 @@
 #include "Core/CApplication.h"
 #include "Core/CGlobalData.h"
 #include "ProductResources.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -20,17 +22,12 @@
 #include <string>
 #include <vector>
 
+using kel::test::CUtf8;
+
 namespace kel
 {
 namespace
 {
-
-std::string text(const CString& value)
-{
-    char buffer[256];
-    value.toUtf8(buffer, static_cast<int>(sizeof(buffer)));
-    return buffer;
-}
 
 double dbToLin(double db)
 {
@@ -47,8 +44,13 @@ public:
         double valueNorm;
     };
 
+    void onExtParamGesture(int index, bool isBegin) override
+    {
+        events.push_back((isBegin ? "begin " : "end ") + std::to_string(index));
+    }
     void onExtParamChange(int index, double valueNorm) override
     {
+        events.push_back("automate " + std::to_string(index));
         calls.push_back(Call{index, valueNorm});
         if (watched)
         {
@@ -61,6 +63,8 @@ public:
     }
 
     std::vector<Call> calls;
+    // Gestures and changes in the order the host hears them.
+    std::vector<std::string> events;
     const CAudioParam* watched = nullptr;
     std::vector<bool> lockWasFree;
 };
@@ -124,10 +128,10 @@ TEST_F(CAudioExtParamTest, ProductListsSixHostParametersInOrder)
     {
         CAudioExtParam* ext = list->getParam(index);
         ASSERT_NE(ext, nullptr);
-        EXPECT_EQ(text(ext->getExtName()), names[index]);
+        EXPECT_EQ(CUtf8::of(ext->getExtName()), names[index]);
         EXPECT_EQ(ext->getHostIndex(), index);
         ASSERT_NE(ext->getParam(), nullptr);
-        EXPECT_EQ(text(ext->getParam()->getFullName()), params[index]);
+        EXPECT_EQ(CUtf8::of(ext->getParam()->getFullName()), params[index]);
     }
     EXPECT_EQ(list->getParam(6), nullptr);
     EXPECT_EQ(list->getParam(-1), nullptr);
@@ -138,9 +142,9 @@ TEST_F(CAudioExtParamTest, ValuesMapThroughTheConverter)
     // Gain by default -12 dB on -36..0 dB, logarithmic in the linear factor: two thirds.
     CAudioExtParam* gain = list->getParam(kGain);
     EXPECT_NEAR(gain->getValue(), 2.0 / 3.0, 1e-9);
-    EXPECT_EQ(text(gain->getLabel()), "dB");
-    EXPECT_EQ(text(gain->getDisplay()), "-12.0");
-    EXPECT_EQ(text(gain->formatValue(1.0)), "0.0");
+    EXPECT_EQ(CUtf8::of(gain->getLabel()), "dB");
+    EXPECT_EQ(CUtf8::of(gain->getDisplay()), "-12.0");
+    EXPECT_EQ(CUtf8::of(gain->formatValue(1.0)), "0.0");
 
     CAudioExtParam* bypass = list->getParam(0);
     EXPECT_DOUBLE_EQ(bypass->getValue(), 0.0);
@@ -191,6 +195,46 @@ TEST_F(CAudioExtParamTest, BurstUnderOneLockGivesOneCallWithTheLaterValue)
     ASSERT_EQ(host.calls.size(), 1u);
     EXPECT_EQ(host.calls[0].index, kGain);
     EXPECT_NEAR(host.calls[0].valueNorm, 30.0 / 36.0, 1e-12);
+}
+
+TEST_F(CAudioExtParamTest, GestureOpensBeforeItsFirstRealChangeAndEndsOnce)
+{
+    CAudioParam* gain = param("gain");
+    CAudioParamGesture gesture;
+    const auto gestureSet = [&](double value, int group = 0)
+    {
+        CAudioParamContext context;
+        context.gesture = &gesture;
+        gain->setValue(group, 0, value, context);
+    };
+    // The current value again moves nothing: the host hears nothing, not even an opening.
+    gestureSet(dbToLin(-12.0));
+    EXPECT_TRUE(host.events.empty());
+    gesture.end();
+    EXPECT_TRUE(host.events.empty());
+
+    gestureSet(dbToLin(-18.0));
+    gestureSet(dbToLin(-3.0), 1); // another group: not this host parameter
+    gestureSet(dbToLin(-6.0));
+    {
+        // A burst under one lock: one opening, one value.
+        CAudioParamContext context;
+        context.gesture = &gesture;
+        CAudioParam::CGuard guard(*gain, &context);
+        gain->setValue(0, 0, dbToLin(-30.0), context, &guard);
+        gain->setValue(0, 0, dbToLin(-24.0), context, &guard);
+    }
+    gesture.end();
+    const std::vector<std::string> expected = {"begin 4", "automate 4", "automate 4", "automate 4",
+                                               "end 4"};
+    EXPECT_EQ(host.events, expected);
+    EXPECT_EQ(gesture.getCount(), 0);
+
+    // A host's own change inside nobody's gesture opens nothing.
+    host.events.clear();
+    list->getParam(kGain)->setValue(0.1);
+    uiSet(gain, dbToLin(-9.0));
+    EXPECT_EQ(host.events, std::vector<std::string>{"automate 4"});
 }
 
 TEST_F(CAudioExtParamTest, NameOfSevenCharactersPassesAndEightFails)

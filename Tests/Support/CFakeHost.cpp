@@ -48,7 +48,7 @@ intptr_t CFakeHost::answer(AEffect* /*effect*/, int32_t opcode, int32_t index, i
         std::lock_guard<std::mutex> guard(recordMutex);
         // Reserved room: recording never allocates on the plug-in's audio thread.
         if (calls.size() < calls.capacity())
-            calls.push_back(Call{opcode, index, value, opt});
+            calls.push_back(Call{opcode, index, value, opt, std::this_thread::get_id()});
     }
     switch (opcode)
     {
@@ -110,6 +110,12 @@ std::vector<CFakeHost::Call> CFakeHost::callsOf(int32_t opcode) const
         if (call.opcode == opcode)
             found.push_back(call);
     return found;
+}
+
+std::vector<CFakeHost::Call> CFakeHost::allCalls() const
+{
+    std::lock_guard<std::mutex> guard(recordMutex);
+    return calls;
 }
 
 void CFakeHost::clearCalls()

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 namespace kel
@@ -26,6 +27,7 @@ public:
         int32_t index;
         intptr_t value;
         float opt;
+        std::thread::id thread; // where the plug-in called from
     };
 
     CFakeHost();
@@ -48,6 +50,8 @@ public:
     // Records.
     int countOf(int32_t opcode) const;
     std::vector<Call> callsOf(int32_t opcode) const;
+    // Every call in the order it came.
+    std::vector<Call> allCalls() const;
     void clearCalls();
 
     // Driving an effect through its record, as a host does.

@@ -600,6 +600,14 @@ void CAudioWrapperVST::onExtParamChange(int index, double valueNorm)
     hostAutomate(index, static_cast<float>(valueNorm));
 }
 
+void CAudioWrapperVST::onExtParamGesture(int index, bool isBegin)
+{
+    if (isBegin)
+        hostBeginEdit(index);
+    else
+        hostEndEdit(index);
+}
+
 void CAudioWrapperVST::hostBeginEdit(int index)
 {
     if (startupDone)

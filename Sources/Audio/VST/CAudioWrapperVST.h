@@ -109,6 +109,7 @@ public:
     // A host parameter changed by anything but the host: its automation call. [any thread; no
     // parameter lock held]
     void onExtParamChange(int index, double valueNorm) override;
+    void onExtParamGesture(int index, bool isBegin) override;
 
     // What start-up learnt of the host.
     int32_t getHostVersion() const { return hostVersion; }

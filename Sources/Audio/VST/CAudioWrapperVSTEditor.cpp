@@ -118,6 +118,8 @@ CError* CAudioWrapperVSTEditor::openEditor(void* parentWindow)
         clientConnector->connect(*baseConnector);
         if (CAudioInterfaceClient* client = clientConnector->getClient())
             KEL_CHECK(client->subscribeAll());
+        // The answers are queued already: taken now, the first frame shows the values.
+        KEL_CHECK(clientConnector->processBaseData());
     }
 
     KEL_CHECK(renderer->createWindow());

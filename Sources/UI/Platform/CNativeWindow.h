@@ -41,10 +41,11 @@ public:
             kKeyDown,
             kKeyUp,
             kFocusOut,
-            kResize,     // width, height: the client area's new size
-            kExpose,     // area: a part of the window to be painted again
-            kClose,      // the window manager asks a top-level window to close
-            kParentGone, // the host destroyed the parent; the window is gone with it
+            kCaptureLost, // another client took the pointer while the window held it
+            kResize,      // width, height: the client area's new size
+            kExpose,      // area: a part of the window to be painted again
+            kClose,       // the window manager asks a top-level window to close
+            kParentGone,  // the host destroyed the parent; the window is gone with it
         };
         Kind kind = kMouseMove;
         int x = 0; // pointer position in client coordinates

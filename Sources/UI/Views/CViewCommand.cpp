@@ -123,14 +123,10 @@ CError* CViewCommand::runEvent(CViewBaseState& view, const CAttrMap& params)
     }
     eventParams.set(CString("sender"), CAttrValue(view.getFullName()));
     eventParams.set(CString("event-name"), CAttrValue(eventName));
-    if (const CClassInfo::EventEntry* proc = target->getClassInfo().findEventProc(eventName))
-    {
-        if (proc->hasParams())
-            KEL_CHECK((target->*proc->procWithParams)(eventParams));
-        else if (proc->proc)
-            KEL_CHECK((target->*proc->proc)());
+    bool isFound = false;
+    KEL_CHECK(target->callEventProc(eventName, eventParams, &isFound));
+    if (isFound)
         return nullptr;
-    }
     if (CViewBaseState* targetView = dynamic_cast<CViewBaseState*>(target))
         KEL_CHECK(targetView->runCommands(eventName, eventParams));
     return nullptr;

@@ -173,22 +173,16 @@ CError* CViewStateSwitch::apply()
 CError* CViewStateSwitch::callUnion(const char* eventName)
 {
     const CString procName(eventName);
-    const CClassInfo::EventEntry* entry = unionObject->getClassInfo().findEventProc(procName);
-    if (!entry)
-    {
-        KEL_LOG("Union has no procedure '%s'.", eventName);
-        return nullptr;
-    }
     CAttrMap params;
     params.set(CString("id"), CAttrValue(unionId));
     params.set(CString("full-name"), CAttrValue(getFullName()));
     params.set(CString("is-active"), CAttrValue(active));
     params.set(CString("sender"), CAttrValue(getFullName()));
     params.set(CString("event-name"), CAttrValue(procName));
-    if (entry->hasParams())
-        KEL_CHECK((unionObject->*(entry->procWithParams))(params));
-    else
-        KEL_CHECK((unionObject->*(entry->proc))());
+    bool isFound = false;
+    KEL_CHECK(unionObject->callEventProc(procName, params, &isFound));
+    if (!isFound)
+        KEL_LOG("Union has no procedure '%s'.", eventName);
     return nullptr;
 }
 

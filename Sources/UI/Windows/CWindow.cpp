@@ -65,6 +65,10 @@ void CWindow::registerClass(CClassInfo& info)
     info.addEventProc<CWindow>("deactivate-tick", &CWindow::onDeactivateTick);
     info.addEventProc<CWindow>("close-window", &CWindow::onCloseWindow);
     info.addEventProc<CWindow>("popup-close", &CWindow::onPopupClose);
+    info.addEventProc<CWindow>("mouse-exit", &CWindow::onMouseExitEvent);
+    info.addEventProc<CWindow>("block-window", &CWindow::onBlockWindow);
+    info.addEventProc<CWindow>("unblock-window", &CWindow::onUnblockWindow);
+    info.addEventProc<CWindow>("focus-lost", &CWindow::onViewFocusLost);
 }
 
 CError* CWindow::init()
@@ -380,28 +384,105 @@ void CWindow::sendToView(CViewBase* view, const char* eventName, CAttrMap& param
         CSystem::showError(error);
 }
 
-void CWindow::fillPointerParams(CAttrMap& params, const CNativeWindow::CInputEvent& event) const
+void CWindow::fillPointerParams(CAttrMap& params, int x, int y, int modifiers)
 {
-    params.set(CString("x"), CAttrValue(static_cast<int32_t>(event.x)));
-    params.set(CString("y"), CAttrValue(static_cast<int32_t>(event.y)));
-    params.set(CString("is-button-l"),
-               CAttrValue((event.modifiers & CNativeWindow::kModButtonL) != 0));
-    params.set(CString("is-button-r"),
-               CAttrValue((event.modifiers & CNativeWindow::kModButtonR) != 0));
-    params.set(CString("is-alt"), CAttrValue((event.modifiers & CNativeWindow::kModAlt) != 0));
-    params.set(CString("is-ctrl"), CAttrValue((event.modifiers & CNativeWindow::kModCtrl) != 0));
-    params.set(CString("is-shift"), CAttrValue((event.modifiers & CNativeWindow::kModShift) != 0));
+    params.set(CString("x"), CAttrValue(static_cast<int32_t>(x)));
+    params.set(CString("y"), CAttrValue(static_cast<int32_t>(y)));
+    params.set(CString("actual-x"), CAttrValue(static_cast<int32_t>(x)));
+    params.set(CString("actual-y"), CAttrValue(static_cast<int32_t>(y)));
+    params.set(CString("is-button-l"), CAttrValue((modifiers & CNativeWindow::kModButtonL) != 0));
+    params.set(CString("is-button-r"), CAttrValue((modifiers & CNativeWindow::kModButtonR) != 0));
+    params.set(CString("is-alt"), CAttrValue((modifiers & CNativeWindow::kModAlt) != 0));
+    params.set(CString("is-ctrl"), CAttrValue((modifiers & CNativeWindow::kModCtrl) != 0));
+    params.set(CString("is-shift"), CAttrValue((modifiers & CNativeWindow::kModShift) != 0));
+}
+
+void CWindow::cancelPress()
+{
+    CViewBase* pressed = pressedView;
+    if (!pressed)
+        return;
+    const bool right = pressedButton == 3;
+    pressedView = nullptr;
+    pressedButton = 0;
+    if (nativeWindow)
+        nativeWindow->setCapture(false);
+    if (CError* error = runTimer(autoClickTimer, nullptr))
+        CSystem::showError(error);
+    CAttrMap params;
+    fillPointerParams(params, pointerX, pointerY, pointerModifiers);
+    sendToView(pressed, right ? "mouse-cancel-r" : "mouse-cancel", params);
+}
+
+bool CWindow::takesInput(const CNativeWindow::CInputEvent& event) const
+{
+    if (blockCount == 0)
+        return true;
+    switch (event.kind)
+    {
+    case CNativeWindow::CInputEvent::kExpose:
+    case CNativeWindow::CInputEvent::kResize:
+    case CNativeWindow::CInputEvent::kFocusOut:
+    case CNativeWindow::CInputEvent::kCaptureLost:
+        return true;
+    default:
+        return false;
+    }
+}
+
+CError* CWindow::onMouseExitEvent(const CAttrMap& /*params*/)
+{
+    CViewBase* old = hoverView;
+    hoverView = nullptr;
+    topView = nullptr;
+    if (old)
+    {
+        CAttrMap params;
+        fillPointerParams(params, pointerX, pointerY, pointerModifiers);
+        KEL_CHECK(old->deliverCtlEvent(CString("mouse-exit"), params));
+    }
+    return nullptr;
+}
+
+CError* CWindow::onBlockWindow(const CAttrMap& /*params*/)
+{
+    // A press under way ends: the modal window takes the input from here.
+    if (blockCount++ == 0)
+        cancelPress();
+    return nullptr;
+}
+
+CError* CWindow::onUnblockWindow(const CAttrMap& /*params*/)
+{
+    if (blockCount > 0)
+        --blockCount;
+    return nullptr;
+}
+
+CError* CWindow::onViewFocusLost(const CAttrMap& params)
+{
+    // The view that gave the focus up no longer takes the keys.
+    const CAttrValue* sender = params.find(CString("sender"));
+    if (keyFocusView && sender && sender->getString() == keyFocusView->getFullName())
+        keyFocusView = nullptr;
+    return nullptr;
 }
 
 void CWindow::onNativeEvent(const CNativeWindow::CInputEvent& event)
 {
     wake();
+    if (!takesInput(event))
+        return;
     switch (event.kind)
     {
     case CNativeWindow::CInputEvent::kMouseMove:
     case CNativeWindow::CInputEvent::kMouseEnter:
         handleMouseMove(event);
         break;
+    case CNativeWindow::CInputEvent::kCaptureLost:
+        // A window that loses the pointer ends the press under way: a drag ends here.
+        cancelPress();
+        [[fallthrough]];
     case CNativeWindow::CInputEvent::kMouseLeave:
     {
         CAttrMap params;
@@ -417,7 +498,7 @@ void CWindow::onNativeEvent(const CNativeWindow::CInputEvent& event)
     case CNativeWindow::CInputEvent::kMouseWheel:
     {
         CAttrMap params;
-        fillPointerParams(params, event);
+        fillPointerParams(params, event.x, event.y, event.modifiers);
         params.set(CString("delta"), CAttrValue(static_cast<int32_t>(event.wheelDelta)));
         sendToView(getViewAt(event.x, event.y), "mouse-wheel", params);
         break;
@@ -571,8 +652,7 @@ bool CWindow::onHostWheel(int direction)
     if (!under)
         return false;
     CAttrMap params;
-    params.set(CString("x"), CAttrValue(static_cast<int32_t>(pointerX)));
-    params.set(CString("y"), CAttrValue(static_cast<int32_t>(pointerY)));
+    fillPointerParams(params, pointerX, pointerY, pointerModifiers);
     params.set(CString("delta"), CAttrValue(static_cast<int32_t>(direction > 0 ? 1 : -1)));
     sendToView(under, "mouse-wheel", params);
     return true;
@@ -586,7 +666,7 @@ void CWindow::handleMouseMove(const CNativeWindow::CInputEvent& event)
     CViewBase* under = getViewAt(event.x, event.y);
     CViewBase* top = getViewAt(event.x, event.y, true);
     CAttrMap params;
-    fillPointerParams(params, event);
+    fillPointerParams(params, event.x, event.y, event.modifiers);
     if (under != hoverView)
     {
         CViewBase* old = hoverView;
@@ -611,7 +691,7 @@ void CWindow::handleMouseButton(const CNativeWindow::CInputEvent& event)
     pointerModifiers = event.modifiers;
     const bool right = event.button == 3;
     CAttrMap params;
-    fillPointerParams(params, event);
+    fillPointerParams(params, event.x, event.y, event.modifiers);
     params.set(CString("button"), CAttrValue(static_cast<int32_t>(event.button)));
     params.set(CString("is-button-down"), CAttrValue(event.isDown));
     CViewBase* under = getViewAt(event.x, event.y);

@@ -72,6 +72,9 @@ public:
     // when a view was there to take it.
     bool onHostWheel(int direction);
 
+    // Whether a modal window opened from this one blocks its input.
+    bool isBlocked() const { return blockCount > 0; }
+
     // The view that takes input at a window point. With ignoreClickThrough the topmost view
     // is answered even where it lets clicks through.
     CViewBase* getViewAt(int x, int y, bool ignoreClickThrough = false) const;
@@ -114,7 +117,16 @@ private:
     void handleKey(const CNativeWindow::CInputEvent& event);
     void paintArea(const CLinearBitmap::Rect& area);
     void sendToView(CViewBase* view, const char* eventName, CAttrMap& params);
-    void fillPointerParams(CAttrMap& params, const CNativeWindow::CInputEvent& event) const;
+    static void fillPointerParams(CAttrMap& params, int x, int y, int modifiers);
+    // Ends the press under way without a release: the pressed view hears mouse-cancel.
+    void cancelPress();
+    // A blocked window takes exposure, size and focus changes, no pointer or key input.
+    bool takesInput(const CNativeWindow::CInputEvent& event) const;
+    // Procedures of the events views send their window.
+    [[nodiscard]] CError* onMouseExitEvent(const CAttrMap& params);
+    [[nodiscard]] CError* onBlockWindow(const CAttrMap& params);
+    [[nodiscard]] CError* onUnblockWindow(const CAttrMap& params);
+    [[nodiscard]] CError* onViewFocusLost(const CAttrMap& params);
     void updateDrawLoad(int64_t drawLoad);
     // Closes the popups of this editor other than this window (a press landed elsewhere).
     void closeOtherPopups();
@@ -142,6 +154,7 @@ private:
     bool timersRunning = false;
     std::atomic<bool> renderSleeping{false}; // read by tests while a pump thread renders
     int pressedButton = 0;
+    int blockCount = 0; // views that block the window (block-window) and have not unblocked
     int lastPressButton = 0;
     int lastPressX = -1000;
     int lastPressY = -1000;

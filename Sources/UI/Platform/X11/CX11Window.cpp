@@ -499,6 +499,12 @@ void CX11Window::handleEvent(void* rawEvent)
     case EnterNotify:
     case LeaveNotify:
         out.kind = event.type == EnterNotify ? CInputEvent::kMouseEnter : CInputEvent::kMouseLeave;
+        // Another client's grab takes the pointer away from ours: the press under way ends.
+        if (event.type == LeaveNotify && event.xcrossing.mode == NotifyGrab && captured)
+        {
+            captured = false;
+            out.kind = CInputEvent::kCaptureLost;
+        }
         out.x = event.xcrossing.x;
         out.y = event.xcrossing.y;
         out.modifiers = modifiersOf(event.xcrossing.state);
