@@ -103,6 +103,29 @@ protected:
         holder.attr("width", "40").attr("height", "40").attr("is-intercepting", "true");
         holder.attr("fill", "0x00ff00");
         holder.add("test:view", "inner").attr("placement", "overlay");
+        // A view whose commands note what they saw: on entering, whether "hover" was set yet;
+        // on leaving, whether it was still set; on a press, two commands, the first of which
+        // skips.
+        CTreeBlobWriter::Node& sensor = win.add("test:view", "sensor");
+        sensor.attr("width", "30").attr("height", "30");
+        sensor.add("ui:view-command", "enter")
+            .attr("on-event", "mouse-enter")
+            .attr("condition-state-unset", "hover")
+            .attr("set-state", "entered-before-hover");
+        sensor.add("ui:view-command", "exit")
+            .attr("on-event", "mouse-exit")
+            .attr("condition-state-set", "hover")
+            .attr("set-state", "left-while-hover");
+        sensor.add("ui:view-command", "skipped")
+            .attr("on-event", "mouse-press")
+            .attr("condition-state-set", "never")
+            .attr("set-state", "first");
+        sensor.add("ui:view-command", "taken")
+            .attr("on-event", "mouse-press")
+            .attr("set-state", "second");
+        ui.addTemplate("ui:window-blocker", "test:view")
+            .attr("placement", "window-overlay")
+            .attr("fill", "0x000000");
         // A drop-down that opens below the panel.
         CTreeBlobWriter::Node& pop = ui.add("test:view", "pop");
         pop.attr("is-root-view", "true").attr("width", "50").attr("height", "30");
@@ -290,6 +313,61 @@ TEST_F(CWindowTest, HoverMovesWithThePointer)
     EXPECT_EQ(view("meter")->events,
               (std::vector<std::string>{"mouse-enter", "mouse-move", "mouse-exit"}));
     EXPECT_FALSE(view("panel")->isHover());
+}
+
+TEST_F(CWindowTest, CommandsOfEnterAndExitRunBeforeHoverChangesAndASkippedCommandLetsTheNextRun)
+{
+    CTestView* sensor = view("sensor");
+    ASSERT_NE(sensor, nullptr);
+    const CLinearBitmap::Rect area = sensor->getViewRect();
+    send(CNativeWindow::CInputEvent::kMouseMove, area.left + 5, area.top + 5);
+    EXPECT_EQ(sensor->getActiveStates().getCount(), 2);
+    EXPECT_TRUE(sensor->isStateActive(CString("entered-before-hover")));
+    EXPECT_TRUE(sensor->isStateActive(CString("hover")));
+    EXPECT_TRUE(sensor->getActiveStates()[1] == "hover") << "hover comes after the commands";
+
+    click(area.left + 5, area.top + 5, 1000);
+    EXPECT_FALSE(sensor->isStateActive(CString("first")));
+    EXPECT_TRUE(sensor->isStateActive(CString("second")));
+
+    send(CNativeWindow::CInputEvent::kMouseMove, 5, 140);
+    EXPECT_TRUE(sensor->isStateActive(CString("left-while-hover")));
+    EXPECT_FALSE(sensor->isStateActive(CString("hover")));
+    EXPECT_FALSE(sensor->isHover());
+}
+
+TEST_F(CWindowTest, APressEndsWithACancelWhenTheWindowLosesThePointer)
+{
+    send(CNativeWindow::CInputEvent::kMouseButton, 20, 20, 1, true, 1000);
+    EXPECT_TRUE(screen->isCaptured());
+    send(CNativeWindow::CInputEvent::kCaptureLost, 20, 20);
+    EXPECT_FALSE(screen->isCaptured());
+    // The release that follows belongs to nobody.
+    send(CNativeWindow::CInputEvent::kMouseButton, 20, 20, 1, false, 1100);
+    EXPECT_EQ(view("panel")->events, (std::vector<std::string>{"mouse-press", "mouse-cancel"}));
+}
+
+TEST_F(CWindowTest, ABlockedWindowTakesNoInputUntilItsBlockerGoes)
+{
+    send(CNativeWindow::CInputEvent::kMouseMove, 20, 20);
+    ASSERT_TRUE(view("panel")->isHover());
+    // As a command of a view that opens a modal window sends it.
+    CAttrMap params;
+    ASSERT_EQ(describe(view("panel")->callEventProc(CString("block-window"), params)), "");
+    EXPECT_TRUE(window->isBlocked());
+    EXPECT_NE(view("panel.window-blocker"), nullptr);
+    EXPECT_FALSE(view("panel")->isHover()) << "no view stays in hover under a modal window";
+
+    view("panel")->events.clear();
+    click(20, 20, 1000);
+    send(CNativeWindow::CInputEvent::kMouseMove, 22, 22);
+    EXPECT_TRUE(view("panel")->events.empty());
+
+    ASSERT_EQ(describe(view("panel")->callEventProc(CString("unblock-window"), params)), "");
+    EXPECT_FALSE(window->isBlocked());
+    EXPECT_EQ(view("panel.window-blocker"), nullptr);
+    click(20, 20, 5000);
+    EXPECT_EQ(view("panel")->events, (std::vector<std::string>{"mouse-press", "mouse-release"}));
 }
 
 TEST_F(CWindowTest, AnExposedAreaIsSentAgainFromTheSectorsThatMeetIt)

@@ -3,9 +3,15 @@
 // audioMasterAutomate inside audioMasterBeginEdit and audioMasterEndEdit of the same parameter,
 // gestures neither nested nor left open, or touch automation snaps back.
 #include "CEditorFixture.h"
+#include "Core/CGlobalSettings.h"
+#include "Core/Platform/CThisThread.h"
 
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
+#include <string>
+#include <vector>
 
 namespace kel
 {
@@ -74,6 +80,66 @@ TEST_F(EditorInputTest, MouseEditsAreBracketedByBeginAndEndEdit)
     for (const auto& [index, open] : inGesture)
         EXPECT_FALSE(open) << "the gesture on parameter " << index << " never ended";
     std::printf("%d gestures, %d automations\n", gestures, automates);
+}
+
+TEST_F(EditorInputTest, DraggingTheGainKnobUpRaisesGainByTheDragStepInOneGesture)
+{
+    const char* chosen = std::getenv("KEL_EDITOR_PLUGIN");
+    if (chosen && *chosen)
+        GTEST_SKIP() << "the stand-in editor has no knobs";
+    CHostedPlugin* plugin = loadPlugin();
+    ASSERT_NE(plugin, nullptr);
+    host.setIdleRate(30.0);
+    KEL_OPEN_EDITOR_OR_SKIP(host, *plugin);
+    ASSERT_GE(host.waitForFirstFrame(*plugin, kFirstFrameSec), 0.0);
+    CRgbImage before;
+    ASSERT_TRUE(host.grabEditor(*plugin, before));
+    plugin->clearRecords();
+
+    // The gain knob is the fourth of the parameters panel: 70 by 74 at (298, 113) in the
+    // editor, its centre at 0.5 and 0.45 of its size.
+    constexpr int kGain = 4;
+    constexpr int kX = 298 + 35;
+    constexpr int kY = 113 + 33;
+    const float start = plugin->getParameter(kGain);
+    host.drag(*plugin, kX, kY, kX, kY - 20, 5);
+    host.runFor(0.2);
+    const double expected = start + 20 * CGlobalSettings::dragStepOf(0.8);
+    EXPECT_NEAR(plugin->getParameter(kGain), expected, 1e-6);
+
+    std::vector<std::string> heard;
+    for (const CHostedPlugin::CCallRecord& entry : plugin->getCallbackLog())
+    {
+        const char* name = entry.opcode == kHostBeginEdit  ? "begin"
+                           : entry.opcode == kHostAutomate ? "automate"
+                           : entry.opcode == kHostEndEdit  ? "end"
+                                                           : nullptr;
+        if (!name)
+            continue;
+        EXPECT_EQ(entry.index, kGain) << name;
+        EXPECT_EQ(entry.threadId, CThisThread::id()) << name << " off the editor's thread";
+        if (heard.empty() || heard.back() != name)
+            heard.push_back(name);
+    }
+    EXPECT_EQ(heard, std::vector<std::string>({"begin", "automate", "end"}));
+
+    // The knob shows it: its picture changed, and nothing left of it did.
+    CRgbImage after;
+    ASSERT_TRUE(host.grabEditor(*plugin, after));
+    int changedInKnob = 0;
+    int changedElsewhere = 0;
+    for (int y = 0; y < after.getHeight() && y < before.getHeight(); ++y)
+        for (int x = 0; x < after.getWidth() && x < before.getWidth(); ++x)
+        {
+            if (after.getPixel(x, y) == before.getPixel(x, y))
+                continue;
+            const bool inKnob = x >= 298 && x < 368 && y >= 113 && y < 187;
+            ++(inKnob ? changedInKnob : changedElsewhere);
+        }
+    EXPECT_GT(changedInKnob, 20);
+    EXPECT_EQ(changedElsewhere, 0);
+    delete after.writePng("editor-knob-dragged.png");
+    host.closeEditor(*plugin);
 }
 
 } // namespace
