@@ -96,9 +96,10 @@ void CKnob::draw(CDrawContext& dc)
                                   ? getAttrString(CString("image-set-range"), CString())
                                   : getImageSetRange();
     CImageSet::Range range;
-    if (!set || !set->findRange(rangeName, range))
+    // A knob whose parameter is out of reach shows no value at all, not a made-up one.
+    if (!set || !set->findRange(rangeName, range) || !uiParam || !uiParam->isValid())
         return;
-    const double value = uiParam ? uiParam->getNormalisedValue(0) : 0.0;
+    const double value = uiParam->getNormalisedValue(0);
     const int frame = frameOf(range.first, range.last, value);
     const CImage* image = frame >= 0 ? set->getImage(frame) : nullptr;
     if (!image || image->getLayerCount() == 0)

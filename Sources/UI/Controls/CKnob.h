@@ -26,7 +26,9 @@ class CUIParamController;
 //
 // The frame: first + round((last - first) * v) of the range "image-set-range" (or the one the
 // active states ask for), v being the value the parameter holds, never the one the mouse asked
-// for. Owned by its parent view; the CUIParam and the controller are its children. [ui thread]
+// for. A knob whose CUIParam is not valid (a parameter that does not exist, a client not
+// connected) draws no frame. Owned by its parent view; the CUIParam and the controller are its
+// children. [ui thread]
 class CKnob : public CView, public CUIParamUpdateHandler
 {
 public:

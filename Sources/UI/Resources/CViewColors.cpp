@@ -17,6 +17,7 @@ CViewColors::CViewColors()
 CViewColors::~CViewColors()
 {
     releaseTables();
+    delete[] blendColors;
 }
 
 void CViewColors::releaseTables()
@@ -48,19 +49,58 @@ void CViewColors::setRootName(const CString& name)
     dirty = true;
 }
 
-void CViewColors::setState(const CString& stateName)
+int CViewColors::findRow(const CString& stateName) const
 {
     for (int row = 0; row < stateNames.getCount(); ++row)
     {
         if (stateNames[row] == stateName)
-        {
-            currentRow = row;
-            return;
-        }
+            return row;
     }
-    stateNames.add(stateName);
-    currentRow = stateNames.getCount() - 1;
-    dirty = true;
+    return -1;
+}
+
+void CViewColors::setState(const CString& stateName)
+{
+    int row = findRow(stateName);
+    if (row < 0)
+    {
+        stateNames.add(stateName);
+        row = stateNames.getCount() - 1;
+        dirty = true;
+    }
+    if (row == currentRow)
+        return;
+    currentRow = row;
+    if (blendRow == currentRow)
+        endBlend();
+    blendStale = true;
+}
+
+void CViewColors::setBlend(const CString& fromState, double position)
+{
+    int row = findRow(fromState);
+    if (row < 0)
+    {
+        stateNames.add(fromState);
+        row = stateNames.getCount() - 1;
+        dirty = true;
+    }
+    if (position >= 1.0 || row == currentRow)
+    {
+        endBlend();
+        return;
+    }
+    if (row == blendRow && position == blendPosition)
+        return;
+    blendRow = row;
+    blendPosition = position;
+    blendStale = true;
+}
+
+void CViewColors::endBlend()
+{
+    blendRow = -1;
+    blendPosition = 1.0;
 }
 
 static bool setNameAt(CArray<CString>& names, int index, const CString& name)
@@ -176,6 +216,7 @@ void CViewColors::update()
         return;
     }
     ++rebuildCount;
+    blendStale = true;
     fillTable(imageTable, imageTableSize, slotNames);
     fillTable(textTable, textTableSize, textSlotNames);
     disabledColor = palette->getColor("Disabled", 0.0);
@@ -188,10 +229,10 @@ const CColor* CViewColors::fallbackColor() const
     return palette ? palette->getDefaultColor() : &black;
 }
 
-const CColor* CViewColors::cellColor(const CColor* const* table, int tableSize, int slot,
+const CColor* CViewColors::cellColor(const CColor* const* table, int tableSize, int row, int slot,
                                      int slotCount)
 {
-    const int cell = currentRow * slotCount + slot;
+    const int cell = row * slotCount + slot;
     if (slot < 0 || slot >= slotCount || cell < 0 || cell >= tableSize)
     {
         KEL_LOG("WRONG COLOR INDEX %i", cell);
@@ -200,16 +241,74 @@ const CColor* CViewColors::cellColor(const CColor* const* table, int tableSize, 
     return table[cell];
 }
 
+static uint8_t mixLevel(uint8_t from, uint8_t to, double position)
+{
+    return static_cast<uint8_t>(from + (to - from) * position + 0.5);
+}
+
+static void mixColor(CColor& out, const CColor& from, const CColor& to, double position)
+{
+    out.alpha = from.alpha + (to.alpha - from.alpha) * position;
+    for (int level = 0; level < CColor::kLevels; ++level)
+    {
+        out.red[level] = mixLevel(from.red[level], to.red[level], position);
+        out.green[level] = mixLevel(from.green[level], to.green[level], position);
+        out.blue[level] = mixLevel(from.blue[level], to.blue[level], position);
+    }
+}
+
+bool CViewColors::refreshBlend()
+{
+    if (blendRow < 0)
+        return false;
+    if (!blendStale)
+        return true;
+    blendStale = false;
+    const int imageCount = slotNames.getCount();
+    const int textCount = textSlotNames.getCount();
+    if (imageCount + textCount != blendColorCount)
+    {
+        delete[] blendColors;
+        blendColorCount = imageCount + textCount;
+        blendColors = blendColorCount > 0 ? new CColor[blendColorCount] : nullptr;
+    }
+    for (int slot = 0; slot < imageCount; ++slot)
+        mixColor(
+            blendColors[slot], *cellColor(imageTable, imageTableSize, blendRow, slot, imageCount),
+            *cellColor(imageTable, imageTableSize, currentRow, slot, imageCount), blendPosition);
+    for (int slot = 0; slot < textCount; ++slot)
+        mixColor(blendColors[imageCount + slot],
+                 *cellColor(textTable, textTableSize, blendRow, slot, textCount),
+                 *cellColor(textTable, textTableSize, currentRow, slot, textCount), blendPosition);
+    return true;
+}
+
 const CColor* CViewColors::getImageColor(int slot)
 {
     update();
-    return cellColor(imageTable, imageTableSize, slot, slotNames.getCount());
+    if (blendRow >= 0 && slot >= 0 && slot < slotNames.getCount() && refreshBlend())
+        return &blendColors[slot];
+    return cellColor(imageTable, imageTableSize, currentRow, slot, slotNames.getCount());
 }
 
 const CColor* CViewColors::getTextColor(int slot)
 {
     update();
-    return cellColor(textTable, textTableSize, slot, textSlotNames.getCount());
+    if (blendRow >= 0 && slot >= 0 && slot < textSlotNames.getCount() && refreshBlend())
+        return &blendColors[slotNames.getCount() + slot];
+    return cellColor(textTable, textTableSize, currentRow, slot, textSlotNames.getCount());
+}
+
+const CColor* CViewColors::getImageColorInRow(int row, int slot)
+{
+    update();
+    return cellColor(imageTable, imageTableSize, row, slot, slotNames.getCount());
+}
+
+const CColor* CViewColors::getTextColorInRow(int row, int slot)
+{
+    update();
+    return cellColor(textTable, textTableSize, row, slot, textSlotNames.getCount());
 }
 
 const CColor* CViewColors::getDisabledColor()

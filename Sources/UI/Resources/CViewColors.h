@@ -21,6 +21,17 @@ class CPalette;
 // others follow it at their next update. Any change of a name, of the row list or of the phase
 // marks the table dirty; it is rebuilt lazily at the next update.
 //
+// The colour change between two rows: setBlend names the row the view comes from and how far it
+// is on its way to the current row (0.0 the row it comes from, 1.0 the current one). While it
+// runs, every image and text colour answered is the mix of the same slot in both rows: alpha
+// and every level of the three ramps as from + (to - from) * position, levels rounded to the
+// nearest (halves up). Gradients are resolved to one entry per cell at the rebuild, so every
+// cell is a ramp and mixes level by level. The mixed colours are kept in a block of their own,
+// made by the first change that reads them and kept for the next ones (a change of the slot
+// count makes it anew); they are worked out again only when the position, a row or the tables
+// moved, so that reading one costs a check of a flag. Outside a change the cells are answered
+// as they are. The disabled colours do not depend on the row and never mix.
+//
 // Owned by its view; the palette and the root table are not owned and outlive it. [ui thread]
 class CViewColors : public CCheckedObject
 {
@@ -44,6 +55,8 @@ public:
     // Makes the row of this state combination current, appending it when it is new.
     void setState(const CString& stateName);
     int getCurrentRow() const { return currentRow; }
+    // The row of a state combination, -1 when it has none yet.
+    int findRow(const CString& stateName) const;
     int getRowCount() const { return stateNames.getCount(); }
     // Sets the name of image slot index; slots up to it that do not exist yet get empty names.
     void setSlotName(int index, const CString& name);
@@ -52,6 +65,15 @@ public:
     int getSlotCount() const { return slotNames.getCount(); }
     void setTextSlotName(int index, const CString& name);
     int getTextSlotCount() const { return textSlotNames.getCount(); }
+    // The colour change from the row of fromState (appended when new) to the current row, at
+    // position (0.0 to 1.0). A position of 1.0 or more, or a row that is the current one, ends
+    // the change.
+    void setBlend(const CString& fromState, double position);
+    void endBlend();
+    bool isBlending() const { return blendRow >= 0; }
+    int getBlendRow() const { return blendRow; }
+    double getBlendPosition() const { return blendPosition; }
+
     // Gradient position 0.0 to 1.0.
     void setPhase(double newPhase);
     double getPhase() const { return phase; }
@@ -62,10 +84,13 @@ public:
     // Number of rebuilds so far (diagnostics: a drawing call should not cause any).
     int getRebuildCount() const { return rebuildCount; }
 
-    // Colours of the current row; a slot out of range logs "WRONG COLOR INDEX %i" and answers
-    // the palette's default colour. Never null.
+    // Colours of the current row, mixed with the row before while a change runs; a slot out of
+    // range logs "WRONG COLOR INDEX %i" and answers the palette's default colour. Never null.
     const CColor* getImageColor(int slot);
     const CColor* getTextColor(int slot);
+    // The palette entries of a slot in any row, never mixed; wrong rows and slots as above.
+    const CColor* getImageColorInRow(int row, int slot);
+    const CColor* getTextColorInRow(int row, int slot);
     const CColor* getDisabledColor();
     const CColor* getDisabledTextColor();
 
@@ -75,9 +100,12 @@ public:
 
 private:
     void fillTable(const CColor**& table, int& tableSize, const CArray<CString>& slots);
-    const CColor* cellColor(const CColor* const* table, int tableSize, int slot, int slotCount);
+    const CColor* cellColor(const CColor* const* table, int tableSize, int row, int slot,
+                            int slotCount);
     const CColor* fallbackColor() const;
     void releaseTables();
+    // Works the mixed colours out again when something moved; false when there are none.
+    bool refreshBlend();
 
     CString rootName;
     CArray<CString> slotNames;
@@ -93,6 +121,11 @@ private:
     const CColor* disabledTextColor = nullptr;
     bool dirty = true;
     int rebuildCount = 0;
+    int blendRow = -1; // the row the colour comes from; -1 outside a change
+    double blendPosition = 1.0;
+    bool blendStale = false;
+    CColor* blendColors = nullptr; // owned: the image slots, then the text slots
+    int blendColorCount = 0;
     const CPalette* palette = nullptr; // not owned
     CViewColors* rootColors = nullptr; // not owned
 };

@@ -189,7 +189,13 @@ void CViewBase::onAreaChanged()
 
 void CViewBase::onStateChanged()
 {
+    // While the colour eases, every colour the view reads from its table is the mix of the row
+    // it comes from and the new one; the first evaluation and a change over no time never run.
     colors.setState(getColorState());
+    if (isColorMorphRunning())
+        colors.setBlend(getPreviousColorState(), getColorMorphPosition());
+    else
+        colors.endBlend();
     invalidate();
 }
 

@@ -19,6 +19,10 @@ class CWindow;
 // view in the sectors it touches and calls drawSector; a view draws in window coordinates through
 // a CDrawContext that carries the sector's picture, its origin and the clip.
 //
+// While the state layer runs a colour change, the view's table answers the mix of the previous
+// and the new colour row (see CViewColors), so that the solid pixel, the image layers and the
+// text colours of every view ease alike.
+//
 // A root view ("is-root-view") owns the sector map of its window and the colour table that gives
 // every view of the window its palette. Owned by its parent view (or its window object at a
 // root). [ui thread]
@@ -72,7 +76,8 @@ public:
     bool getAlignedImageCoords(CDrawContext& dc, const CLinearBitmap::Rect& area, int width,
                                int height, int& x, int& y);
 
-    // The window pixel of a role's solid colour in the current state row (slot 0).
+    // The window pixel of a role's solid colour in the current state row (slot 0), mixed with
+    // the previous row while the colour changes.
     uint32_t getSolidPixel(int slot = 0);
 
 protected:
