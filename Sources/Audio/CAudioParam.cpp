@@ -11,6 +11,7 @@
 #include "Core/CInputStream.h"
 #include "Core/COutputStream.h"
 
+#include <algorithm>
 #include <cassert>
 #include <optional>
 
@@ -393,7 +394,9 @@ CError* CAudioParam::save(COutputStream& stream, int group, const CGuard* guard)
     if (!guard)
         own.emplace(*this);
     KEL_CHECK(stream.writeString(definitionPath));
-    KEL_CHECK(current.save(stream, group));
+    // A single-group parameter's stored form is its one group, also while nothing is stored
+    // (an empty list is G = 1 with no items, not G = 0).
+    KEL_CHECK(current.save(stream, group < 0 && info.isSingleGroup() ? 0 : group));
     return nullptr;
 }
 
@@ -442,22 +445,34 @@ CError* CAudioParam::load(CInputStream& stream, bool toDefaults, CAudioParamCont
         applyChange(change, context, held);
         return nullptr;
     }
+    if (disabled)
+        return nullptr;
+    // The blob's groups replace the parameter's, as far as it takes them: one for a
+    // single-group parameter, up to the group limit otherwise. Single-group blobs written
+    // before their one group was always saved may hold no group at all (G = 0); they read as
+    // that group, empty.
+    const int newCount =
+        info.isSingleGroup() ? 1 : std::max(0, std::min(loaded.getGroupCount(), groupLimit));
     const int oldCount = current.getGroupCount();
-    for (int g = 0; g < loaded.getGroupCount(); ++g)
+    for (int g = 0; g < newCount; ++g)
     {
         change.group = g;
         change.itemCount = loaded.getItemCount(g);
         change.values = loaded.getGroupValues(g);
         applyChange(change, context, held);
     }
-    // Groups the blob lacks are emptied, so that they read as defaults again.
-    for (int g = loaded.getGroupCount(); g < oldCount; ++g)
+    // Groups the blob lacks are emptied (so that undo and every listener see them go) and then
+    // dropped: afterwards the parameter has exactly the blob's groups, as if set afresh.
+    for (int g = newCount; g < oldCount; ++g)
     {
         change.group = g;
         change.itemCount = 0;
         change.values = nullptr;
         applyChange(change, context, held);
     }
+    // Shrinking allocates nothing and cannot fail.
+    if (current.getGroupCount() > newCount)
+        (void)current.setGroupCount(newCount);
     return nullptr;
 }
 

@@ -130,14 +130,16 @@ public:
 
     // ---- stored form ----
 
-    // The definition path, then the current values (one group alone with group >= 0).
+    // The definition path, then the current values (one group alone with group >= 0; a
+    // single-group parameter always saves its one group, stored or not).
     [[nodiscard]] CError* save(COutputStream& stream, int group = -1,
                                const CGuard* guard = nullptr) const;
     // Reads such a blob. An unbound parameter binds to the definition the path names in the
     // shared tree; a path that names none, or a parameter neither storable nor persistent, is
     // read over without effect. toDefaults loads the default values and sends nothing; group -1
-    // replaces all groups; a group number takes the blob's group 0 (or group `item`, if not -1)
-    // into that group.
+    // replaces all groups, leaving exactly the blob's (up to the group limit; one for a
+    // single-group parameter); a group number takes the blob's group 0 (or group `item`, if not
+    // -1) into that group.
     [[nodiscard]] CError* load(CInputStream& stream, bool toDefaults, CAudioParamContext& context,
                                int group = -1, int item = -1, const CGuard* guard = nullptr);
 

@@ -74,6 +74,20 @@ void CAudioParamData::setItem(int32_t id, CAudioParamDataItem* item)
         highestId = id;
 }
 
+void CAudioParamData::retain(const CIntMap<bool>& used)
+{
+    for (auto entry = items.begin(); entry != items.end();)
+    {
+        if (used.contains(entry->first))
+        {
+            ++entry;
+            continue;
+        }
+        delete entry->second;
+        entry = items.erase(entry);
+    }
+}
+
 CError* CAudioParamData::load(CInputStream& stream)
 {
     clear();
@@ -102,9 +116,24 @@ CError* CAudioParamData::load(CInputStream& stream)
 
 CError* CAudioParamData::save(COutputStream& stream) const
 {
-    KEL_CHECK(stream.writeInt32(static_cast<int32_t>(items.getCount())));
+    return saveItems(stream, nullptr);
+}
+
+CError* CAudioParamData::save(COutputStream& stream, const CIntMap<bool>& used) const
+{
+    return saveItems(stream, &used);
+}
+
+CError* CAudioParamData::saveItems(COutputStream& stream, const CIntMap<bool>* used) const
+{
+    int32_t count = 0;
+    for (const auto& entry : items)
+        count += !used || used->contains(entry.first) ? 1 : 0;
+    KEL_CHECK(stream.writeInt32(count));
     for (const auto& [id, item] : items)
     {
+        if (used && !used->contains(id))
+            continue;
         KEL_CHECK(stream.writeInt32(id));
         KEL_CHECK(stream.writeInt32(item->getType()));
         KEL_CHECK(item->save(stream));

@@ -94,7 +94,10 @@ bool CAudioParamStorage::setGroupCount(int count)
     if (count < 0)
         return false;
     if (count < groups.getCount())
+    {
         freeGroups(count);
+        pruneStrings();
+    }
     while (groups.getCount() < count)
         groups.add(Group{nullptr, 0, 0});
     return true;
@@ -205,7 +208,29 @@ bool CAudioParamStorage::applyChange(const CAudioParamChange& change)
     }
     if (change.isReplacing || first + count > target.length)
         target.length = first + count;
+    // The values written over may have held the last use of a string.
+    pruneStrings();
     return true;
+}
+
+void CAudioParamStorage::collectIds(int first, int count, CIntMap<bool>& used) const
+{
+    for (int n = 0; n < count; ++n)
+    {
+        const int g = first + n;
+        const double* values = getGroupValues(g);
+        for (int i = 0; i < getGroupLength(g); ++i)
+            used.set(idOf(values[i]), true);
+    }
+}
+
+void CAudioParamStorage::pruneStrings()
+{
+    if (dtype != kTypeString || strings.getCount() == 0)
+        return;
+    CIntMap<bool> used;
+    collectIds(0, groups.getCount(), used);
+    strings.retain(used);
 }
 
 bool CAudioParamStorage::takeGroup(const CAudioParamStorage& other, int srcGroup, int dstGroup)
@@ -301,7 +326,14 @@ CError* CAudioParamStorage::saveGroups(COutputStream& stream, int first, int cou
 {
     KEL_CHECK(stream.writeInt32(count));
     if (dtype == kTypeString)
-        KEL_CHECK(strings.save(stream));
+    {
+        // The strings of the groups written alone: one group of eight carries its own names.
+        // Blobs of earlier versions may carry strings no value references (every name a
+        // parameter ever had); load enters the referenced ones only, so they read the same.
+        CIntMap<bool> used;
+        collectIds(first, count, used);
+        KEL_CHECK(strings.save(stream, used));
+    }
     // Counted from zero: a group number from outside may be as large as an int goes.
     for (int n = 0; n < count; ++n)
     {

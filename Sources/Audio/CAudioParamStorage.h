@@ -4,6 +4,7 @@
 #include "Core/CArray.h"
 #include "Core/CCheckedObject.h"
 #include "Core/CError.h"
+#include "Core/CIntMap.h"
 
 #include <cstdint>
 
@@ -17,6 +18,9 @@ struct CAudioParamChange;
 // The values of one parameter: per group a flat array of reals of items times element size,
 // element fastest, and for a string parameter the table whose ids those reals are. Group arrays
 // come from CAllocator and are owned here; they grow to twice plus one. Copies are deep.
+// For a string storage the table holds the strings the values reference and no others: a change
+// that drops the last reference to a string drops the string (its id is not reused), and a saved
+// blob carries the strings of the groups it holds alone.
 // Also the stored form of a value blob after its definition path (load, save).
 // [any thread; guarded by the owning parameter's lock]
 class CAudioParamStorage : public CCheckedObject
@@ -81,6 +85,10 @@ private:
     [[nodiscard]] bool reserveGroup(Group& target, int reals);
     [[nodiscard]] CError* saveGroups(COutputStream& stream, int first, int count) const;
     void freeGroups(int fromIndex);
+    // The string ids the values of groups first to first + count - 1 hold.
+    void collectIds(int first, int count, CIntMap<bool>& used) const;
+    // Drops the strings no value of any group references (a string storage).
+    void pruneStrings();
 
     int32_t esize = 1;
     int32_t dtype = kTypeReal;

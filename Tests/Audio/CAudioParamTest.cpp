@@ -11,8 +11,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 using kel::CAudioParam;
 using kel::CAudioParamChange;
@@ -41,6 +43,11 @@ protected:
         module = &addUserParams();
         addParam(*module, "names", "text", "", "", "Front,Rear;Side").attr("data-type", "string");
         addParam(*module, "solo", "real", "0", "1", "0").attr("is-single-group", "true");
+        // Made like the instance name: text, persistent, one group, no default.
+        addParam(*module, "label", "text", "", "", "")
+            .attr("data-type", "string")
+            .attr("is-persistent", "true")
+            .attr("is-single-group", "true");
         ASSERT_EQ(load(), "");
     }
 
@@ -92,6 +99,67 @@ protected:
     CRecordingSink sink{journal};
     std::vector<std::unique_ptr<CAudioParam>> params;
 };
+
+// A string parameter's value blob taken apart field by field.
+struct CStringBlob
+{
+    int32_t groupCount = -1;
+    std::map<int32_t, std::string> table;
+    std::vector<std::vector<int32_t>> groups;
+};
+
+CStringBlob parseStringBlob(const kel::CMemoryWriteBuffer& written)
+{
+    CStringBlob out;
+    kel::CMemoryReader reader(written.getData(), written.getSize());
+    CString text;
+    int32_t version = 0;
+    int32_t elementSize = 0;
+    int32_t dataType = 0;
+    int32_t count = 0;
+    EXPECT_EQ(reader.readString(text), nullptr);
+    EXPECT_EQ(reader.readInt32(version), nullptr);
+    EXPECT_EQ(reader.readInt32(elementSize), nullptr);
+    EXPECT_EQ(reader.readInt32(dataType), nullptr);
+    EXPECT_EQ(dataType, 1) << "not a string blob";
+    EXPECT_EQ(reader.readInt32(out.groupCount), nullptr);
+    EXPECT_EQ(reader.readInt32(count), nullptr);
+    for (int32_t i = 0; i < count; ++i)
+    {
+        int32_t id = 0;
+        int32_t type = 0;
+        EXPECT_EQ(reader.readInt32(id), nullptr);
+        EXPECT_EQ(reader.readInt32(type), nullptr);
+        EXPECT_EQ(reader.readString(text), nullptr);
+        EXPECT_EQ(out.table.count(id), 0u) << "id " << id << " twice";
+        out.table[id] = CUtf8::of(text);
+    }
+    for (int32_t g = 0; g < out.groupCount; ++g)
+    {
+        EXPECT_EQ(reader.readInt32(count), nullptr);
+        out.groups.emplace_back(static_cast<size_t>(count > 0 ? count : 0));
+        for (int32_t& id : out.groups.back())
+            EXPECT_EQ(reader.readInt32(id), nullptr);
+    }
+    EXPECT_EQ(static_cast<size_t>(reader.getPosition()), reader.getSize()) << "bytes left over";
+    return out;
+}
+
+// The texts of a parsed blob, group by group.
+std::vector<std::vector<std::string>> textsOf(const CStringBlob& blob)
+{
+    std::vector<std::vector<std::string>> out;
+    for (const std::vector<int32_t>& group : blob.groups)
+    {
+        out.emplace_back();
+        for (int32_t id : group)
+        {
+            const auto found = blob.table.find(id);
+            out.back().push_back(found != blob.table.end() ? found->second : "<missing>");
+        }
+    }
+    return out;
+}
 
 std::string who(const CJournal& journal)
 {
@@ -424,4 +492,163 @@ TEST_F(CAudioParamTest, BlobOfUnknownPathOrWrongLayoutIsHandled)
     kel::CMemoryReader truncated(stringBlob.getData(), stringBlob.getSize() - 3);
     EXPECT_NE(CErrorText::takeMessage(names.load(truncated, false, context)), "");
     EXPECT_EQ(valueText(names, 0, 1), "Rear");
+}
+
+TEST_F(CAudioParamTest, SavedStringTablesHoldTheReferencedStringsAloneAndIdsAreNeverReused)
+{
+    CAudioParam& names = bound("names");
+    CAudioParamContext context;
+    for (int i = 1; i <= 100; ++i)
+        names.setString(0, 0, CString(("Name " + std::to_string(i)).c_str()), context);
+    kel::CMemoryWriteBuffer written;
+    ASSERT_EQ(names.save(written), nullptr);
+    CStringBlob parsed = parseStringBlob(written);
+    ASSERT_EQ(parsed.groupCount, 2);
+    ASSERT_EQ(parsed.table.size(), 3u) << "the 99 earlier names are gone";
+    EXPECT_EQ(parsed.table[parsed.groups[0][0]], "Name 100");
+    EXPECT_EQ(parsed.table[parsed.groups[0][1]], "Rear");
+    EXPECT_EQ(parsed.table[parsed.groups[1][0]], "Side");
+
+    // One group carries its own strings only.
+    kel::CMemoryWriteBuffer one;
+    ASSERT_EQ(names.save(one, 1), nullptr);
+    parsed = parseStringBlob(one);
+    ASSERT_EQ(parsed.table.size(), 1u);
+    EXPECT_EQ(parsed.table.begin()->second, "Side");
+
+    // A string shared by two values stays while one of them holds it; emptying a group and a
+    // load both let go of theirs.
+    names.setString(1, 0, CString("Rear"), context);
+    names.setString(0, 1, CString("Back"), context);
+    CAudioParamChange empty;
+    empty.group = 0;
+    empty.isReplacing = true;
+    names.setValues(empty, context);
+    kel::CMemoryWriteBuffer shared;
+    ASSERT_EQ(names.save(shared), nullptr);
+    parsed = parseStringBlob(shared);
+    ASSERT_EQ(parsed.table.size(), 1u);
+    EXPECT_EQ(parsed.table[parsed.groups[1][0]], "Rear");
+    kel::CMemoryReader reader(written.getData(), written.getSize());
+    ASSERT_EQ(names.load(reader, false, context), nullptr);
+    kel::CAudioParamStorage reloaded;
+    names.copyValues(reloaded);
+    EXPECT_EQ(reloaded.getStrings().getCount(), 3);
+    EXPECT_EQ(valueText(names, 0, 0), "Name 100");
+
+    // A dropped id is not handed to the next new string: a value still holding it somewhere
+    // (a queued change) must not come to name another string.
+    const double dropped = reloaded.getGroupValues(0)[0];
+    names.setString(0, 0, CString("Other"), context);
+    names.setString(0, 0, CString("Newest"), context);
+    kel::CAudioParamStorage now;
+    names.copyValues(now);
+    EXPECT_GT(now.getGroupValues(0)[0], dropped);
+    EXPECT_EQ(CUtf8::of(now.getStringOf(dropped)), "");
+}
+
+TEST_F(CAudioParamTest, LoadingAllGroupsLeavesExactlyTheBlobsGroups)
+{
+    CAudioParam& names = bound("names");
+    CAudioParamContext context;
+    for (int g = 2; g < 6; ++g)
+        names.setString(g, 0, CString("Extra"), context);
+    kel::CMemoryWriteBuffer six;
+    ASSERT_EQ(names.save(six), nullptr);
+    CAudioParam& two = bound("names");
+    two.setString(1, 0, CString("Two"), context);
+    kel::CMemoryWriteBuffer written;
+    ASSERT_EQ(two.save(written), nullptr);
+
+    CRecordingListener listener(journal, "listener");
+    names.addListener(&listener, context);
+    journal.clear();
+    kel::CMemoryReader reader(written.getData(), written.getSize());
+    ASSERT_EQ(names.load(reader, false, context), nullptr);
+    kel::CAudioParamStorage values;
+    names.copyValues(values);
+    EXPECT_EQ(values.getGroupCount(), 2) << "the four groups the blob lacks are gone";
+    EXPECT_EQ(values.getStrings().getCount(), 3) << "and so are their strings";
+    EXPECT_EQ(valueText(names, 1), "Two");
+    EXPECT_EQ(valueText(names, 4), "Front") << "a group not stored reads as the defaults";
+    // Everyone downstream hears each dropped group go.
+    EXPECT_EQ(who(journal), "queue:1 bridge:1 listener:1 queue:2 bridge:2 listener:2 queue:3 "
+                            "bridge:3 listener:3 queue:4 bridge:4 listener:4 queue:5 bridge:5 "
+                            "listener:5");
+    EXPECT_EQ(journal.back().itemCount, 0);
+    // Saved again, the blob holds what the loaded one held.
+    kel::CMemoryWriteBuffer again;
+    ASSERT_EQ(names.save(again), nullptr);
+    EXPECT_EQ(textsOf(parseStringBlob(again)), textsOf(parseStringBlob(written)));
+    names.removeListener(&listener);
+
+    // Within the limit: a parameter that takes two groups keeps two of the six.
+    CAudioParam& limited = bound("names");
+    limited.setGroupLimit(2);
+    kel::CMemoryReader sixReader(six.getData(), six.getSize());
+    ASSERT_EQ(limited.load(sixReader, false, context), nullptr);
+    limited.copyValues(values);
+    EXPECT_EQ(values.getGroupCount(), 2);
+
+    // A single-group parameter takes the blob's group 0, not whichever comes last.
+    CAudioParam& gain = bound("gain");
+    gain.setValue(0, 0, 0.5, context);
+    gain.setValue(1, 0, 0.75, context);
+    kel::CMemoryWriteBuffer gains;
+    ASSERT_EQ(gain.save(gains), nullptr);
+    CAudioParam& solo = bound("solo");
+    kel::CMemoryWriteBuffer moved;
+    ASSERT_EQ(moved.writeString(solo.getDefinitionPath()), nullptr);
+    const size_t pathBytes = 4 + static_cast<size_t>(gain.getDefinitionPath().getUtf8Length());
+    ASSERT_EQ(moved.write(gains.getData() + pathBytes, gains.getSize() - pathBytes), nullptr);
+    kel::CMemoryReader movedReader(moved.getData(), moved.getSize());
+    ASSERT_EQ(solo.load(movedReader, false, context), nullptr);
+    solo.copyValues(values);
+    EXPECT_EQ(values.getGroupCount(), 1);
+    EXPECT_EQ(solo.getValue(0, 0), 0.5);
+}
+
+TEST_F(CAudioParamTest, SingleGroupStringSavesOneGroupEvenEmptyAndReadsOldBlobsWithNone)
+{
+    CAudioParam& label = bound("label");
+    CAudioParamContext context;
+    const std::string path = CUtf8::of(label.getDefinitionPath());
+    kel::CMemoryWriteBuffer empty;
+    ASSERT_EQ(label.save(empty), nullptr);
+    CStringBlob parsed = parseStringBlob(empty);
+    EXPECT_EQ(parsed.groupCount, 1) << "an empty list is one group of no items";
+    EXPECT_TRUE(parsed.table.empty());
+    ASSERT_EQ(parsed.groups.size(), 1u);
+    EXPECT_TRUE(parsed.groups[0].empty());
+
+    label.setString(0, 0, CString("Drums"), context);
+    kel::CMemoryWriteBuffer named;
+    ASSERT_EQ(label.save(named), nullptr);
+    parsed = parseStringBlob(named);
+    ASSERT_EQ(parsed.groupCount, 1);
+    ASSERT_EQ(parsed.groups[0].size(), 1u);
+    EXPECT_EQ(parsed.table[parsed.groups[0][0]], "Drums");
+
+    // Written before: path, version 1, esize 1, dtype 1, G = 0, S = 0.
+    kel::CMemoryWriteBuffer old;
+    ASSERT_EQ(old.writeString(label.getDefinitionPath()), nullptr);
+    for (int32_t field : {1, 1, 1, 0, 0})
+        ASSERT_EQ(old.writeInt32(field), nullptr);
+    kel::CMemoryReader oldReader(old.getData(), old.getSize());
+    ASSERT_EQ(label.load(oldReader, false, context), nullptr);
+    EXPECT_EQ(valueText(label, 0), "");
+    kel::CAudioParamStorage values;
+    label.copyValues(values);
+    EXPECT_EQ(values.getGroupCount(), 1);
+    kel::CMemoryWriteBuffer resaved;
+    ASSERT_EQ(label.save(resaved), nullptr);
+    EXPECT_EQ(std::vector<uint8_t>(resaved.getData(), resaved.getData() + resaved.getSize()),
+              std::vector<uint8_t>(empty.getData(), empty.getData() + empty.getSize()));
+
+    // A fresh parameter binds through the old blob as well.
+    CAudioParam fresh(CString("plugin.modMain.modZumbelModule.label"), &sink);
+    kel::CMemoryReader again(old.getData(), old.getSize());
+    ASSERT_EQ(fresh.load(again, false, context), nullptr);
+    EXPECT_TRUE(fresh.isBound());
+    EXPECT_EQ(CUtf8::of(fresh.getDefinitionPath()), path);
 }
