@@ -14,12 +14,7 @@ CError* registerAudioExtParamCreators()
         CCreatorRow::of<CAudioExtParamList>("audio:ext-param-list"),
         CCreatorRow::of<CAudioCCTable>("audio:cctable"),
     };
-    for (const CCreatorRow& row : rows)
-    {
-        if (!CObject::hasCreator(CString(row.tag)))
-            KEL_CHECK(CObject::registerCreators(&row, 1));
-    }
-    return nullptr;
+    return CObject::registerCreators(rows);
 }
 
 } // namespace kel

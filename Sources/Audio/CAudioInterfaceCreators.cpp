@@ -18,12 +18,7 @@ CError* registerAudioInterfaceCreators()
         CCreatorRow::of<CAudioInterfaceClientConnectorVST>("audio:interface-client-connector-vst"),
         CCreatorRow::of<CAudioVizCollector>("audio:viz-collector"),
     };
-    for (const CCreatorRow& row : rows)
-    {
-        if (!CObject::hasCreator(CString(row.tag)))
-            KEL_CHECK(CObject::registerCreators(&row, 1));
-    }
-    return nullptr;
+    return CObject::registerCreators(rows);
 }
 
 } // namespace kel

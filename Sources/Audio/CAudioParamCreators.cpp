@@ -33,8 +33,7 @@ CError* registerAudioParamCreators()
         CCreatorRow::of<CAudioParamAllocDef>("audio:param-alloc"),
         CCreatorRow::of<CAudioParamRemapDef>("audio:param-remap"),
     };
-    KEL_CHECK(CObject::registerCreators(rows, static_cast<int>(sizeof(rows) / sizeof(rows[0]))));
-    return nullptr;
+    return CObject::registerCreators(rows);
 }
 
 } // namespace kel

@@ -13,7 +13,6 @@
 #include "Audio/Modules/CModNodeDef.h"
 #include "Audio/Modules/CModOutputDef.h"
 #include "Audio/Modules/CModZumbelDef.h"
-#include "Core/CApplication.h"
 
 namespace kel
 {
@@ -35,20 +34,7 @@ CError* registerAudioProcessCreators()
         CCreatorRow::of<CAudioEnv>("audio:audio-env"),
         CCreatorRow::of<CDCDAWContextObject>("audio:dcdaw-context"),
     };
-    for (const CCreatorRow& row : rows)
-    {
-        if (!CObject::hasCreator(CString(row.tag)))
-            KEL_CHECK(CObject::registerCreators(&row, 1));
-    }
-    return nullptr;
+    return CObject::registerCreators(rows);
 }
-
-namespace
-{
-// The graph's classes must be known before the shared tree is read, whoever starts the
-// application; the hook is added once, when the library loads.
-const bool kRegistered =
-    (CApplication::addCreatorRegistration(&registerAudioProcessCreators), true);
-} // namespace
 
 } // namespace kel

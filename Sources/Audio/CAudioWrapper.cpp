@@ -1,5 +1,6 @@
 #include "Audio/CAudioWrapper.h"
 
+#include "Audio/CAudioCreators.h"
 #include "Audio/CAudioCCTable.h"
 #include "Audio/CAudioEnv.h"
 #include "Audio/CAudioExtParamList.h"
@@ -9,12 +10,7 @@
 #include "Audio/CAudioPreset.h"
 #include "Audio/CAudioPresetBank.h"
 #include "Audio/CAudioProcess.h"
-#include "Audio/CAudioExtParamCreators.h"
-#include "Audio/CAudioInterfaceCreators.h"
 #include "Audio/CAudioVizCollector.h"
-#include "Audio/CAudioParamCreators.h"
-#include "Audio/CAudioParamRegistryCreators.h"
-#include "Audio/CAudioProcessCreators.h"
 #include "Audio/CAudioProcessDef.h"
 #include "Audio/CAudioProcessPort.h"
 #include "Audio/CDCDAWContext.h"
@@ -164,11 +160,7 @@ CAudioWrapper::CAudioWrapper()
 {
     // Names the registrations of what the instance's tree holds, so that the library's hooks
     // come along with this object.
-    CApplication::addCreatorRegistration(&registerAudioParamCreators);
-    CApplication::addCreatorRegistration(&registerAudioParamRegistryCreators);
-    CApplication::addCreatorRegistration(&registerAudioProcessCreators);
-    CApplication::addCreatorRegistration(&registerAudioExtParamCreators);
-    CApplication::addCreatorRegistration(&registerAudioInterfaceCreators);
+    CApplication::addCreatorRegistration(&CAudioCreators::registerAll);
 }
 
 CAudioWrapper::~CAudioWrapper()

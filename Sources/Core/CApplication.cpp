@@ -78,13 +78,7 @@ CError* CApplication::registerCreatorsOnce()
     if (application.hasCreators)
         return nullptr;
     application.hasCreators = true;
-    const CCreatorRow* coreRows = CCoreCreators::getRows();
-    for (int i = 0; i < CCoreCreators::getRowCount(); ++i)
-    {
-        // A row another part of the core registered already stays as it is.
-        if (!CObject::hasCreator(CString(coreRows[i].tag)))
-            KEL_CHECK(CObject::registerCreators(&coreRows[i], 1));
-    }
+    KEL_CHECK(CCoreCreators::registerAll());
     for (CreatorRegistration registration : application.registrations)
         KEL_CHECK(registration());
     return nullptr;

@@ -37,7 +37,7 @@ int CCoreCreators::getRowCount()
 
 CError* CCoreCreators::registerAll()
 {
-    return CObject::registerCreators(coreRows, getRowCount());
+    return CObject::registerCreators(coreRows);
 }
 
 } // namespace kel

@@ -127,6 +127,9 @@ CError* CObject::registerCreators(const CCreatorRow* rows, int count)
 {
     for (int i = 0; i < count; ++i)
     {
+        const CreatorEntry* known = creators().find(CString(rows[i].tag));
+        if (known && known->creator == rows[i].creator)
+            continue;
         if (CError* error = registerCreator(rows[i].tag, rows[i].creator, rows[i].registration))
             return error;
     }

@@ -98,8 +98,16 @@ public:
     // A tag registered twice: "Creator for '%1' has already been registered.".
     [[nodiscard]] static CError* registerCreator(const char* tagName, CObjectCreator creator,
                                                  CClassRegistration registration);
-    // Registers the rows in order; stops at the first error.
+    // Registers a library's rows in order; stops at the first error. A row whose tag is known
+    // with the same creator already (the library registered before) changes nothing; a tag
+    // known with another creator is refused as by registerCreator. Each library has one
+    // function that calls this with its table, and the program that starts the application
+    // names it: nothing registers from a static initialiser, which a static library may drop.
     [[nodiscard]] static CError* registerCreators(const CCreatorRow* rows, int count);
+    template <size_t N> [[nodiscard]] static CError* registerCreators(const CCreatorRow (&rows)[N])
+    {
+        return registerCreators(rows, static_cast<int>(N));
+    }
     static bool hasCreator(const CString& tagName);
     // Removes a row (module unload, tests). Objects made by it must be gone.
     static void unregisterCreator(const CString& tagName);

@@ -46,8 +46,7 @@ CError* CUiCreators::registerAll()
         CCreatorRow::of<CWindow>("ui:window-renderer"),
         CCreatorRow::of<CWindowSharedData>("ui:window-shared-data"),
     };
-    KEL_CHECK(CObject::registerCreators(rows, static_cast<int>(sizeof(rows) / sizeof(rows[0]))));
-    return nullptr;
+    return CObject::registerCreators(rows);
 }
 
 } // namespace kel

@@ -1,8 +1,7 @@
+#include "Audio/CAudioCreators.h"
 #include "Audio/CAudioCCTable.h"
 #include "Audio/CAudioExtParam.h"
-#include "Audio/CAudioExtParamCreators.h"
 #include "Audio/CAudioExtParamList.h"
-#include "Audio/CAudioParamCreators.h"
 #include "Audio/CAudioWrapper.h"
 #include "Core/CApplication.h"
 #include "Core/CGlobalData.h"
@@ -36,8 +35,7 @@ protected:
     void SetUp() override
     {
         CGlobalData::get().useFolders(CString(folder.path().c_str()), CString());
-        CApplication::addCreatorRegistration(&registerAudioParamCreators);
-        CApplication::addCreatorRegistration(&registerAudioExtParamCreators);
+        CApplication::addCreatorRegistration(&CAudioCreators::registerAll);
         CApplication::init(resources::kResourceTable, "SharedData.xml");
         ASSERT_NE(CApplication::getSharedObject(), nullptr);
     }

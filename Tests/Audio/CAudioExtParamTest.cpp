@@ -1,12 +1,11 @@
+#include "Audio/CAudioCreators.h"
 #include "Audio/CAudioExtParam.h"
-#include "Audio/CAudioExtParamCreators.h"
 #include "Audio/CAudioExtParamHostBridge.h"
 #include "Audio/CAudioParamGesture.h"
 #include "Audio/CAudioExtParamList.h"
 #include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamCollector.h"
 #include "Audio/CAudioParamContext.h"
-#include "Audio/CAudioParamCreators.h"
 #include "Audio/CAudioWrapper.h"
 #include "Core/CApplication.h"
 #include "Core/CGlobalData.h"
@@ -77,8 +76,7 @@ protected:
     {
         // No user folder: the controller map reads as empty and nothing is written.
         CGlobalData::get().useFolders(CString(), CString());
-        CApplication::addCreatorRegistration(&registerAudioParamCreators);
-        CApplication::addCreatorRegistration(&registerAudioExtParamCreators);
+        CApplication::addCreatorRegistration(&CAudioCreators::registerAll);
         CApplication::init(resources::kResourceTable, "SharedData.xml");
         ASSERT_NE(CApplication::getSharedObject(), nullptr);
         wrapper = std::make_unique<CAudioWrapper>();

@@ -1,6 +1,6 @@
+#include "Audio/CAudioCreators.h"
 #include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamCollector.h"
-#include "Audio/CAudioParamCreators.h"
 #include "Audio/CAudioParamInfo.h"
 #include "Audio/CAudioWrapper.h"
 #include "Audio/Converters/CAudioParamConverter.h"
@@ -81,7 +81,7 @@ class CAudioParamInfoSavedFormTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        kel::CApplication::addCreatorRegistration(&kel::registerAudioParamCreators);
+        kel::CApplication::addCreatorRegistration(&kel::CAudioCreators::registerAll);
         kel::CApplication::init(kel::resources::kResourceTable, "SharedData.xml");
         ASSERT_NE(kel::CApplication::getSharedObject(), nullptr);
         wrapper = std::make_unique<kel::CAudioWrapper>();

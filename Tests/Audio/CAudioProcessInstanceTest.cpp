@@ -1,7 +1,7 @@
+#include "Audio/CAudioCreators.h"
 #include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamCollector.h"
 #include "Audio/CAudioParamContext.h"
-#include "Audio/CAudioParamCreators.h"
 #include "Audio/CAudioProcess.h"
 #include "Audio/CAudioWrapper.h"
 #include "Audio/Modules/CModZumbelModule.h"
@@ -29,7 +29,7 @@ class CAudioProcessInstanceTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        kel::CApplication::addCreatorRegistration(&kel::registerAudioParamCreators);
+        kel::CApplication::addCreatorRegistration(&kel::CAudioCreators::registerAll);
         kel::CApplication::init(kel::resources::kResourceTable, "SharedData.xml");
         ASSERT_NE(kel::CApplication::getSharedObject(), nullptr);
         wrapper = std::make_unique<CAudioWrapper>();

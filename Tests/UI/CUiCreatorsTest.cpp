@@ -158,9 +158,12 @@ TEST_F(CUiCreatorsTest, MissingResourceFailsTheLoadNamingResourceAndObject)
     }
 }
 
-TEST_F(CUiCreatorsTest, SecondRegistrationNamesTheTagAlreadyTaken)
+TEST_F(CUiCreatorsTest, ASecondRegistrationChangesNothingButAnotherClassForATakenTagIsRefused)
 {
-    EXPECT_NE(takeMessage(CUiCreators::registerAll()).find("has already been registered"),
+    EXPECT_EQ(takeMessage(CUiCreators::registerAll()), "");
+    static const CCreatorRow clash[] = {CCreatorRow::of<CObject>("ui:frame")};
+    EXPECT_NE(takeMessage(CObject::registerCreators(clash))
+                  .find("Creator for 'ui:frame' has already been registered."),
               std::string::npos);
 }
 

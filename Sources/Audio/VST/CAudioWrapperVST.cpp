@@ -1,14 +1,10 @@
 #include "Audio/VST/CAudioWrapperVST.h"
 
+#include "Audio/CAudioCreators.h"
 #include "Audio/CAudioExtParam.h"
-#include "Audio/CAudioExtParamCreators.h"
 #include "Audio/CAudioExtParamList.h"
-#include "Audio/CAudioInterfaceCreators.h"
 #include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamCollector.h"
-#include "Audio/CAudioParamCreators.h"
-#include "Audio/CAudioParamRegistryCreators.h"
-#include "Audio/CAudioProcessCreators.h"
 #include "Audio/VST/CAudioWrapperVSTEditor.h"
 #include "Core/CAllocator.h"
 #include "Core/CApplication.h"
@@ -84,11 +80,7 @@ void CAudioWrapperVST::startApplication()
         return;
     // The rows go in library order: the core's (the application's own), the audio side's, the
     // interface's. A hook a library already added stays where it is.
-    CApplication::addCreatorRegistration(&registerAudioParamCreators);
-    CApplication::addCreatorRegistration(&registerAudioParamRegistryCreators);
-    CApplication::addCreatorRegistration(&registerAudioProcessCreators);
-    CApplication::addCreatorRegistration(&registerAudioExtParamCreators);
-    CApplication::addCreatorRegistration(&registerAudioInterfaceCreators);
+    CApplication::addCreatorRegistration(&CAudioCreators::registerAll);
     CApplication::addCreatorRegistration(&CUiCreators::registerAll);
     CApplication::init(resources::kResourceTable, "SharedData.xml");
 }
