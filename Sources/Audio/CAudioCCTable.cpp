@@ -90,9 +90,7 @@ CError* CAudioCCTable::load()
     CLockGuard guard(lock);
     for (int controller = 0; controller < kControllerCount; ++controller)
         table[controller] = loaded[controller];
-    if (error)
-        error->addFrame(__FILE__, __LINE__, kelErrorContextName());
-    return error;
+    return KEL_FRAME(error);
 }
 
 CError* CAudioCCTable::save()

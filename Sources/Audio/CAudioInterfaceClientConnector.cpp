@@ -151,7 +151,7 @@ CError* CAudioInterfaceClientConnector::processBaseData()
     {
         if (!error)
             return;
-        error->addFrame(__FILE__, __LINE__, kelErrorContextName());
+        error = KEL_FRAME(error);
         if (first)
             CSystem::showError(error);
         else

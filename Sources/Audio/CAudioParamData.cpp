@@ -103,12 +103,7 @@ CError* CAudioParamData::load(CInputStream& stream)
             return KEL_ERROR(
                 "@kelstr_CAudioParamData_load_TypeError Unknown data type %1 encountered", type);
         CAudioParamDataItemString* item = new CAudioParamDataItemString();
-        if (CError* error = item->load(stream))
-        {
-            delete item;
-            error->addFrame(__FILE__, __LINE__, kelErrorContextName());
-            return error;
-        }
+        KEL_CHECK(item->load(stream), delete item);
         setItem(id, item);
     }
     return nullptr;

@@ -12,18 +12,10 @@ CError* CAudioPresetBlock::readFilePayload(const CString& path, uint32_t id,
 {
     CResourceReader reader;
     if (CError* error = reader.open(path))
-        return addPathFrame(error, path, __FILE__, __LINE__);
+        return KEL_FRAME_AT(error, CUtf8Path(path).get());
     if (CError* error = reader.readCompressedData(outPayload, id))
-        return addPathFrame(error, path, __FILE__, __LINE__);
+        return KEL_FRAME_AT(error, CUtf8Path(path).get());
     return nullptr;
-}
-
-CError* CAudioPresetBlock::addPathFrame(CError* error, const CString& path, const char* file,
-                                        int line)
-{
-    if (error)
-        error->addFrame(file, line, CUtf8Path(path).get());
-    return error;
 }
 
 } // namespace kel

@@ -6,6 +6,7 @@
 #include "Core/CMemoryReader.h"
 #include "Core/CMemoryWriteBuffer.h"
 #include "Core/COutputStream.h"
+#include "Core/CUtf8Path.h"
 
 #include <cstdint>
 
@@ -49,7 +50,7 @@ public:
         CMemoryReader reader(payload.getData(), payload.getSize());
         T loaded;
         if (CError* error = loaded.load(reader))
-            return addPathFrame(error, path, __FILE__, __LINE__);
+            return KEL_FRAME_AT(error, CUtf8Path(path).get());
         target = loaded;
         return nullptr;
     }
@@ -58,8 +59,6 @@ public:
     // [any thread; blocking I/O for a file]
     [[nodiscard]] static CError* readFilePayload(const CString& path, uint32_t id,
                                                  CByteBuffer& outPayload);
-    // Adds a frame naming path to error (null passes through).
-    static CError* addPathFrame(CError* error, const CString& path, const char* file, int line);
 };
 
 } // namespace kel

@@ -19,12 +19,7 @@ CError* CDCDAWContextObject::init()
         return nullptr;
     KEL_CHECK(CObject::init());
     auto* created = new CDCDAWContext();
-    if (CError* error = created->init())
-    {
-        delete created;
-        error->addFrame(__FILE__, __LINE__, kelErrorContextName());
-        return error;
-    }
+    KEL_CHECK(created->init(), delete created);
     context = created;
     return nullptr;
 }

@@ -14,13 +14,9 @@ CError* CDataSet::load(const CString& resourceName)
         error = read(reader);
     if (!error)
         error = prepare();
-    if (error)
-    {
-        // An embedded blob's read error would otherwise not say which resource was damaged.
-        const CUtf8Path name(resourceName);
-        error->addFrame(__FILE__, __LINE__, name.get());
-    }
-    return error;
+    // An embedded blob's read error would otherwise not say which resource was damaged.
+    const CUtf8Path name(resourceName);
+    return KEL_FRAME_AT(error, name.get());
 }
 
 } // namespace kel

@@ -75,6 +75,13 @@ public:
 
     // Appends one level of the chain: where the error passed, and through which object.
     void addFrame(const char* file, int line, const char* fullName);
+    // addFrame on an error that may be null; answers the error. Called through KEL_FRAME.
+    static CError* withFrame(CError* error, const char* file, int line, const char* fullName)
+    {
+        if (error)
+            error->addFrame(file, line, fullName);
+        return error;
+    }
     int getFrameCount() const { return frameCount; }
     const char* getFrameFile(int index) const;
     int getFrameLine(int index) const;
@@ -116,13 +123,24 @@ private:
             return kelNewError_;                                                                   \
         }())
 
-// Passes an error up: if expr fails, adds this level's frame and returns the error.
-#define KEL_CHECK(expr)                                                                            \
+// Passes an error up: if expr fails, runs the cleanup statements given after it (none, or
+// for instance `delete item`), adds this level's frame and returns the error.
+//     KEL_CHECK(readHead(stream));
+//     KEL_CHECK(child->readNode(reader), destroyObject(child));
+#define KEL_CHECK(expr, ...)                                                                       \
     do                                                                                             \
     {                                                                                              \
         if (::kel::CError* kelError_ = (expr))                                                     \
         {                                                                                          \
+            __VA_ARGS__;                                                                           \
             kelError_->addFrame(__FILE__, __LINE__, kelErrorContextName());                        \
             return kelError_;                                                                      \
         }                                                                                          \
     } while (0)
+
+// An error (or null) with this level's frame added, for the places that hand an error on
+// rather than return it (to the error window, to a caller's report); KEL_FRAME_AT names the
+// level by a text of its own (a resource, a position in a stream) instead of the object.
+#define KEL_FRAME(error)                                                                           \
+    ::kel::CError::withFrame((error), __FILE__, __LINE__, kelErrorContextName())
+#define KEL_FRAME_AT(error, where) ::kel::CError::withFrame((error), __FILE__, __LINE__, (where))

@@ -29,14 +29,12 @@ template <typename T> CError* readLittleEndian(CInputStream& stream, T& out)
 // Payload errors name how far into the block they came.
 CError* withBlockPosition(CError* error, const CInputZipStream& zip)
 {
-    if (error)
-    {
-        char where[96];
-        std::snprintf(where, sizeof(where), "compressed block: byte %llu of the zlib stream",
-                      static_cast<unsigned long long>(zip.getCompressedBytesRead()));
-        error->addFrame(__FILE__, __LINE__, where);
-    }
-    return error;
+    if (!error)
+        return nullptr;
+    char where[96];
+    std::snprintf(where, sizeof(where), "compressed block: byte %llu of the zlib stream",
+                  static_cast<unsigned long long>(zip.getCompressedBytesRead()));
+    return KEL_FRAME_AT(error, where);
 }
 } // namespace
 

@@ -417,12 +417,7 @@ CError* CObject::addChild(const CString& childTag, const CString& childName, COb
     child->attributes.set(CString("full-name"), CAttrValue(child->fullName));
 
     children.add(child);
-    if (CError* error = onChildAdded(child))
-    {
-        destroyObject(child);
-        error->addFrame(__FILE__, __LINE__, kelErrorContextName());
-        return error;
-    }
+    KEL_CHECK(onChildAdded(child), destroyObject(child));
     outChild = child;
     return nullptr;
 }
@@ -448,12 +443,7 @@ CError* CObject::finishCreateChild(CObject* child, const CAttrMap* params)
         error = child->createChilds();
     if (!error)
         error = child->initChilds();
-    if (error)
-    {
-        destroyObject(child);
-        error->addFrame(__FILE__, __LINE__, kelErrorContextName());
-        return error;
-    }
+    KEL_CHECK(error, destroyObject(child));
     child->state = kStateComplete;
     return nullptr;
 }
@@ -1017,12 +1007,7 @@ CError* CObject::loadFromResource(const CString& resourceName, bool initSwitch)
         return KEL_ERROR("@kelstr_CObject_loadFromResource_NoMemory No memory for the %1 bytes of "
                          "resource '%2'.",
                          static_cast<unsigned long long>(remaining), resourceName);
-    if (CError* error = resource.read(copy, remaining))
-    {
-        CAllocator::free(copy);
-        error->addFrame(__FILE__, __LINE__, kelErrorContextName());
-        return error;
-    }
+    KEL_CHECK(resource.read(copy, remaining), CAllocator::free(copy));
     KEL_CHECK(loadTree(CTreeStringTable::adoptBytes(copy, remaining), initSwitch));
     return nullptr;
 }
@@ -1039,9 +1024,7 @@ CError* CObject::loadTree(CTreeStringTable* table, bool initSwitch)
     }
     // Template definitions read from the tree keep the table alive on their own references.
     table->release();
-    if (error)
-        error->addFrame(__FILE__, __LINE__, kelErrorContextName());
-    return error;
+    return KEL_FRAME(error);
 }
 
 CError* CObject::readNode(CTreeReader& reader, int switches)
@@ -1127,12 +1110,7 @@ CError* CObject::readChildren(CTreeReader& reader)
         KEL_CHECK(reader.readString(childName));
         CObject* child = nullptr;
         KEL_CHECK(addChild(*childTag, *childName, child, false));
-        if (CError* error = child->readNode(reader, kReadInit | kReadHeadConsumed))
-        {
-            destroyObject(child);
-            error->addFrame(__FILE__, __LINE__, kelErrorContextName());
-            return error;
-        }
+        KEL_CHECK(child->readNode(reader, kReadInit | kReadHeadConsumed), destroyObject(child));
         if (child->templateDef)
             namedTemplates.set(child->name, child);
     }

@@ -20,6 +20,12 @@ CError* passThrough()
     return nullptr;
 }
 
+CError* cleanUpOnFailure(bool isFailing, int& cleanups)
+{
+    KEL_CHECK(isFailing ? failDeep() : nullptr, ++cleanups);
+    return nullptr;
+}
+
 const char* germanTranslator(const char* key)
 {
     return std::strcmp(key, "kelstr_Test_failDeep") == 0 ? "Wert %1 von '%2' (%3)" : nullptr;
@@ -43,6 +49,22 @@ TEST(CError, KeyedMessageTakesArgumentsAndChainGrowsPerLevel)
     char tiny[8];
     EXPECT_EQ(error->formatChain(tiny, sizeof(tiny)), needed);
     EXPECT_STREQ(tiny, "Value -");
+    delete error;
+}
+
+TEST(CError, CheckRunsItsCleanupOnlyOnFailureAndAHandedOnErrorGetsItsFrame)
+{
+    int cleanups = 0;
+    EXPECT_EQ(cleanUpOnFailure(false, cleanups), nullptr);
+    EXPECT_EQ(cleanups, 0);
+    CError* error = cleanUpOnFailure(true, cleanups);
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(cleanups, 1);
+    EXPECT_EQ(error->getFrameCount(), 2);
+    error = KEL_FRAME_AT(error, "resource 'Presets.cbf'");
+    ASSERT_EQ(error->getFrameCount(), 3);
+    EXPECT_STREQ(error->getFrameName(2), "resource 'Presets.cbf'");
+    EXPECT_EQ(KEL_FRAME(static_cast<CError*>(nullptr)), nullptr);
     delete error;
 }
 

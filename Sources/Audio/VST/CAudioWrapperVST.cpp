@@ -64,12 +64,7 @@ CError* CAudioWrapperVST::create(VstHostCallback hostCallback, AEffect** effect,
         return nullptr;
     startApplication();
     auto* wrapper = new CAudioWrapperVST(hostCallback, offeredChannels);
-    if (CError* error = wrapper->init())
-    {
-        delete wrapper;
-        error->addFrame(__FILE__, __LINE__, kelErrorContextName());
-        return error;
-    }
+    KEL_CHECK(wrapper->init(), delete wrapper);
     *effect = wrapper->getAeffect();
     return nullptr;
 }

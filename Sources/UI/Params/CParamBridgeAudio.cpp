@@ -67,10 +67,8 @@ void CParamBridgeAudio::detachLinks()
 
 void CParamBridgeAudio::reportError(CError* error) const
 {
-    if (!error)
-        return;
-    error->addFrame(__FILE__, __LINE__, kelErrorContextName());
-    CSystem::showError(error);
+    if (error)
+        CSystem::showError(KEL_FRAME(error));
 }
 
 // ---- reading ----
