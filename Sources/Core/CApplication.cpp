@@ -93,13 +93,9 @@ CError* CApplication::loadTree(CObject* root, const CString& resourceName)
         KEL_CHECK(root->initChilds());
         return nullptr;
     }
-    const CUtf8Path name(resourceName);
-    const uint8_t* data = nullptr;
-    size_t size = 0;
-    if (!CResourceTable::find(name.get(), data, size))
-        return KEL_ERROR("@kelstr_CApplication_loadTree_NoResource Resource '%1' not found.",
-                         resourceName);
-    KEL_CHECK(root->loadFromMemory(data, size, true));
+    // Through the resource reader: an embedded resource, else the file of that name, and the
+    // reader's own message when neither is there.
+    KEL_CHECK(root->loadFromResource(resourceName, true));
     return nullptr;
 }
 
@@ -110,12 +106,8 @@ CError* CApplication::initSharedObject(const CString& resourceName)
     auto* shared = new CObject();
     // Set before the tree is read, so that "shared::" paths work inside it.
     CObject::setSharedRoot(shared);
-    if (CError* error = loadTree(shared, resourceName))
-    {
-        CObject::setSharedRoot(nullptr);
-        CObject::destroyObject(shared);
-        KEL_CHECK(error);
-    }
+    KEL_CHECK(loadTree(shared, resourceName), CObject::setSharedRoot(nullptr),
+              CObject::destroyObject(shared));
     state().sharedObject = shared;
     return nullptr;
 }

@@ -6,6 +6,7 @@
 #include "Core/CTreeOwner.h"
 #include "Support/CErrorText.h"
 #include "Support/CTempFolder.h"
+#include "Support/CTreeBlobWriter.h"
 #include "Support/CUtf8.h"
 
 #include <filesystem>
@@ -61,9 +62,23 @@ TEST_F(CApplicationTest, RootsGetTheirOwnOwnerRecordsWhichGoWithThem)
     EXPECT_EQ(CApplication::getRootCount(), rootsBefore);
     EXPECT_EQ(
         CErrorText::takeMessage(CApplication::initRootObject(first, CString("NoSuchTree.xml"))),
-        "Resource 'NoSuchTree.xml' not found.");
+        "Unable to open file 'NoSuchTree.xml' for reading (error 2, flags 0).");
     EXPECT_EQ(first, nullptr);
     EXPECT_EQ(CApplication::getRootCount(), rootsBefore);
+
+    // A tree that is no embedded resource is read from the file of that name.
+    CTreeBlobWriter::Node tree;
+    tree.add("core:object", "from-file").attr("colour", "green");
+    const std::vector<uint8_t> blob = CTreeBlobWriter::write(tree);
+    test::CTempFolder temp("kel-tree-file");
+    const std::string path = temp.write("Tree.bin", std::string(blob.begin(), blob.end()));
+    ASSERT_EQ(CErrorText::takeMessage(CApplication::initRootObject(first, CString(path.c_str()))),
+              "");
+    ASSERT_NE(first, nullptr);
+    const CObject* loaded = first->findObject(CString("from-file"));
+    ASSERT_NE(loaded, nullptr);
+    EXPECT_EQ(test::CUtf8::of(loaded->getAttrString(CString("colour"))), "green");
+    CApplication::destroyRootObject(first);
 }
 
 TEST_F(CApplicationTest, RegistrationHookAddedLateRunsAtOnce)
