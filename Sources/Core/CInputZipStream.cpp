@@ -3,36 +3,14 @@
 #include "Core/CDebugChannel.h"
 #include "Core/CPosInputStream.h"
 
+#include "Core/CZlib.h"
+
 #include <zlib.h>
 
-#include <climits>
 #include <cstring>
 
 namespace kel
 {
-
-namespace
-{
-voidpf zlibAlloc(voidpf, uInt items, uInt size)
-{
-    if (size != 0 && items > SIZE_MAX / size)
-        return Z_NULL;
-    return CAllocator::alloc(static_cast<size_t>(items) * size);
-}
-
-void zlibFree(voidpf, voidpf block)
-{
-    CAllocator::free(block);
-}
-
-const char* zlibMessage(const z_stream& stream, int code)
-{
-    return stream.msg ? stream.msg : zError(code);
-}
-
-// zlib counts in uInt; larger requests go through in pieces of this size.
-constexpr size_t kMaxPiece = UINT_MAX;
-} // namespace
 
 struct CInputZipStream::State : CCheckedObject
 {
@@ -59,8 +37,7 @@ CError* CInputZipStream::open(CInputStream* newSource, size_t bufferBytes)
     KEL_CHECK(close());
     auto* fresh = new State();
     std::memset(&fresh->stream, 0, sizeof(fresh->stream));
-    fresh->stream.zalloc = zlibAlloc;
-    fresh->stream.zfree = zlibFree;
+    CZlib::useAllocator(fresh->stream);
     fresh->inputBytes = bufferBytes ? bufferBytes : kZipBufferBytes;
     fresh->input = static_cast<uint8_t*>(CAllocator::alloc(fresh->inputBytes));
     const int code = fresh->input ? inflateInit(&fresh->stream) : Z_MEM_ERROR;
@@ -68,7 +45,7 @@ CError* CInputZipStream::open(CInputStream* newSource, size_t bufferBytes)
     {
         CError* error = KEL_ERROR("@kelstr_CInputZipStream_open_inflateInit zlib inflateInit "
                                   "error %1 (%2).",
-                                  code, zlibMessage(fresh->stream, code));
+                                  code, CZlib::message(fresh->stream, code));
         CAllocator::free(fresh->input);
         delete fresh;
         return error;
@@ -101,7 +78,7 @@ CError* CInputZipStream::close()
     CError* error = nullptr;
     if (code != Z_OK)
         error = KEL_ERROR("@kelstr_CInputZipStream_close_inflateEnd zlib inflateEnd error %1 (%2).",
-                          code, zlibMessage(closing->stream, code));
+                          code, CZlib::message(closing->stream, code));
     CAllocator::free(closing->input);
     delete closing;
     source = nullptr;
@@ -157,7 +134,8 @@ CError* CInputZipStream::inflateInto(void* buffer, size_t count, bool all, size_
             stream.next_in = state->input;
             stream.avail_in = static_cast<uInt>(pulled);
         }
-        const size_t piece = count - outRead < kMaxPiece ? count - outRead : kMaxPiece;
+        const size_t piece =
+            count - outRead < CZlib::kMaxPiece ? count - outRead : CZlib::kMaxPiece;
         stream.next_out = out + outRead;
         stream.avail_out = static_cast<uInt>(piece);
         const int code = inflate(&stream, Z_NO_FLUSH);
@@ -169,7 +147,7 @@ CError* CInputZipStream::inflateInto(void* buffer, size_t count, bool all, size_
             return KEL_ERROR("@kelstr_CInputZipStream_read_EOF Premature end of file.");
         else if (code != Z_OK && code != Z_BUF_ERROR)
             return KEL_ERROR("@kelstr_CInputZipStream_read_inflate zlib inflate error %1 (%2).",
-                             code, zlibMessage(stream, code));
+                             code, CZlib::message(stream, code));
         if (!all && outRead > 0)
             return nullptr;
     }

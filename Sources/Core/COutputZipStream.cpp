@@ -1,34 +1,13 @@
 #include "Core/COutputZipStream.h"
 
+#include "Core/CZlib.h"
+
 #include <zlib.h>
 
-#include <climits>
 #include <cstring>
 
 namespace kel
 {
-
-namespace
-{
-voidpf zlibAlloc(voidpf, uInt items, uInt size)
-{
-    if (size != 0 && items > SIZE_MAX / size)
-        return Z_NULL;
-    return CAllocator::alloc(static_cast<size_t>(items) * size);
-}
-
-void zlibFree(voidpf, voidpf block)
-{
-    CAllocator::free(block);
-}
-
-const char* zlibMessage(const z_stream& stream, int code)
-{
-    return stream.msg ? stream.msg : zError(code);
-}
-
-constexpr size_t kMaxPiece = UINT_MAX;
-} // namespace
 
 struct COutputZipStream::State : CCheckedObject
 {
@@ -60,8 +39,7 @@ CError* COutputZipStream::open(COutputStream* newTarget, int level, size_t buffe
     release();
     auto* fresh = new State();
     std::memset(&fresh->stream, 0, sizeof(fresh->stream));
-    fresh->stream.zalloc = zlibAlloc;
-    fresh->stream.zfree = zlibFree;
+    CZlib::useAllocator(fresh->stream);
     fresh->outputBytes = bufferBytes ? bufferBytes : kZipBufferBytes;
     fresh->output = static_cast<uint8_t*>(CAllocator::alloc(fresh->outputBytes));
     const int code = fresh->output ? deflateInit(&fresh->stream, level) : Z_MEM_ERROR;
@@ -69,7 +47,7 @@ CError* COutputZipStream::open(COutputStream* newTarget, int level, size_t buffe
     {
         CError* error = KEL_ERROR("@kelstr_COutputZipStream_open_deflateInit zlib deflateInit "
                                   "error %1 (%2).",
-                                  code, zlibMessage(fresh->stream, code));
+                                  code, CZlib::message(fresh->stream, code));
         CAllocator::free(fresh->output);
         delete fresh;
         return error;
@@ -90,7 +68,7 @@ CError* COutputZipStream::write(const void* buffer, size_t count)
     size_t taken = 0;
     while (taken < count)
     {
-        const size_t piece = count - taken < kMaxPiece ? count - taken : kMaxPiece;
+        const size_t piece = count - taken < CZlib::kMaxPiece ? count - taken : CZlib::kMaxPiece;
         stream.next_in = const_cast<Bytef*>(in + taken);
         stream.avail_in = static_cast<uInt>(piece);
         while (stream.avail_in > 0)
@@ -99,7 +77,7 @@ CError* COutputZipStream::write(const void* buffer, size_t count)
             if (code != Z_OK && code != Z_BUF_ERROR)
                 return KEL_ERROR("@kelstr_COutputZipStream_write_deflate zlib deflate error %1 "
                                  "(%2).",
-                                 code, zlibMessage(stream, code));
+                                 code, CZlib::message(stream, code));
             if (stream.avail_out == 0)
             {
                 KEL_CHECK(target->write(state->output, state->outputBytes));
@@ -131,7 +109,7 @@ CError* COutputZipStream::close()
         {
             CError* error = KEL_ERROR("@kelstr_COutputZipStream_close_deflate zlib deflate error "
                                       "%1 (%2).",
-                                      code, zlibMessage(stream, code));
+                                      code, CZlib::message(stream, code));
             release();
             return error;
         }
@@ -154,7 +132,7 @@ CError* COutputZipStream::close()
     if (code != Z_OK)
         error =
             KEL_ERROR("@kelstr_COutputZipStream_close_deflateEnd zlib deflateEnd error %1 (%2).",
-                      code, zlibMessage(stream, code));
+                      code, CZlib::message(stream, code));
     CAllocator::free(state->output);
     delete state;
     state = nullptr;

@@ -13,6 +13,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -172,114 +174,49 @@ TEST(CAudioPresetFactoryTest, FactoryBankHoldsTheSevenPresetsValueForValue)
     EXPECT_NE(1999.9999999999998, 2000.0);
 }
 
-struct CRoutingRow
+// One preset of the routing presets' source text: its name and its entries in order, each a
+// kind ("string" or "real"), a key and the values as written.
+struct CSourcePreset
 {
-    const char* name;
-    std::vector<std::string> groupNames;
-    std::vector<double> grouping;
-    std::vector<std::string> inChannelNames;
-    std::vector<double> inRouting;
-    std::vector<double> msPairs;
-    std::vector<double> outRouting;
-    std::vector<double> sidechain; // empty: absent
-    std::vector<double> sidechainMute;
+    std::string name;
+    struct CEntry
+    {
+        std::string kind;
+        std::string key;
+        std::vector<std::string> values;
+    };
+    std::vector<CEntry> entries;
 };
 
-std::vector<std::string> channels(std::vector<std::string> first, int from, int to)
+// Reads Resources/Presets/RoutingPresets.txt as the compiler does: '#' starts a comment, a
+// "preset" line opens a preset, "string" and "real" lines are its entries.
+std::vector<CSourcePreset> readRoutingSource()
 {
-    for (int i = from; i <= to; ++i)
-        first.push_back("IN" + std::to_string(i));
-    return first;
-}
-
-const std::vector<std::string> kNumbers = {"1", "2", "3", "4", "5", "6", "7", "8"};
-const std::vector<double> kZeros = {0, 0, 0, 0, 0, 0, 0, 0};
-
-std::vector<CRoutingRow> routingRows()
-{
-    return {
-        {"Default Stereo",
-         kNumbers,
-         {0, 0, 1, 1, 2, 2, 3, 3},
-         channels({"L", "R"}, 3, 16),
-         {1, 2, 0, 0, 0, 0, 0, 0},
-         kZeros,
-         {1, 2, 0, 0, 0, 0, 0, 0},
-         {},
-         {}},
-        {"2.1 Stereo",
-         {"Front", "LFE", "3", "4", "5", "6", "7", "8"},
-         {0, 0, 1, 1, 1, 1, 1, 1},
-         channels({"L", "R", "C"}, 4, 16),
-         {1, 2, 3, 0, 0, 0, 0, 0},
-         kZeros,
-         {1, 2, 0, 0, 0, 0, 0, 0},
-         {},
-         {}},
-        {"5.1 Surround",
-         {"Front", "Cntr", "LFE", "Side", "5", "6", "7", "8"},
-         {0, 0, 1, 2, 3, 3, 3, 3},
-         {"L", "R", "C", "Lfe", "Ls", "Rs"},
-         {1, 2, 3, 4, 5, 6, 0, 0},
-         kZeros,
-         {1, 2, 3, 4, 5, 6, 0, 0},
-         {},
-         {}},
-        {"Dual Mono",
-         {"Left", "Right", "3", "4", "5", "6", "7", "8"},
-         {0, 1, 1, 1, 1, 1, 1, 1},
-         channels({"L", "R"}, 3, 16),
-         {1, 2, 0, 0, 0, 0, 0, 0},
-         kZeros,
-         {1, 2, 0, 0, 0, 0, 0, 0},
-         {},
-         {}},
-        {"Mid-Side Stereo",
-         {"Mid", "Side", "3", "4", "5", "6", "7", "8"},
-         {0, 1, 1, 1, 1, 1, 1, 1},
-         channels({"L", "R"}, 3, 16),
-         {1, 2, 0, 0, 0, 0, 0, 0},
-         {1, 1, 0, 0, 0, 0, 0, 0},
-         {1, 2, 0, 0, 0, 0, 0, 0},
-         {},
-         {}},
-        {"Mono To Stereo",
-         kNumbers,
-         {0, 0, 1, 1, 2, 2, 3, 3},
-         channels({"L", "R"}, 3, 16),
-         {1, 0, 0, 0, 0, 0, 0, 0},
-         kZeros,
-         {1, 1, 0, 0, 0, 0, 0, 0},
-         {},
-         {}},
-        {"Stereo Side-Chain",
-         kNumbers,
-         {0, 0, 1, 1, 2, 2, 3, 3},
-         channels({"L", "R", "scL", "scR"}, 5, 8),
-         {1, 2, 3, 4, 0, 0, 0, 0},
-         kZeros,
-         {1, 2, 0, 0, 0, 0, 0, 0},
-         {2, 3, 2, 3, 4, 5, 6, 7},
-         {0, 0, 1, 1, 0, 0, 0, 0}},
-        {"Mono Side-Chain",
-         kNumbers,
-         {0, 0, 1, 1, 2, 2, 3, 3},
-         channels({"L", "scL"}, 3, 8),
-         {1, 2, 0, 0, 0, 0, 0, 0},
-         kZeros,
-         {1, 0, 0, 0, 0, 0, 0, 0},
-         {1, 1, 2, 3, 4, 5, 6, 7},
-         {0, 1, 0, 0, 0, 0, 0, 0}},
-        {"Force Mono",
-         kNumbers,
-         {0, 0, 1, 1, 2, 2, 3, 3},
-         channels({"L", "R"}, 3, 16),
-         {1, 0, 0, 0, 0, 0, 0, 0},
-         kZeros,
-         {1, 0, 0, 0, 0, 0, 0, 0},
-         {0, 1, 2, 3, 4, 5, 6, 7},
-         kZeros},
-    };
+    std::ifstream source(std::string(KEL_SOURCE_DIR) + "/Resources/Presets/RoutingPresets.txt");
+    std::vector<CSourcePreset> presets;
+    std::string line;
+    while (std::getline(source, line))
+    {
+        line = line.substr(0, line.find('#'));
+        std::istringstream words(line);
+        std::string first;
+        if (!(words >> first))
+            continue;
+        if (first == "preset")
+        {
+            const size_t open = line.find('"');
+            presets.push_back(CSourcePreset{line.substr(open + 1, line.rfind('"') - open - 1), {}});
+        }
+        else if ((first == "string" || first == "real") && !presets.empty())
+        {
+            CSourcePreset::CEntry entry{first, {}, {}};
+            words >> entry.key;
+            for (std::string value; words >> value;)
+                entry.values.push_back(value);
+            presets.back().entries.push_back(entry);
+        }
+    }
+    return presets;
 }
 
 // One group of an entry: reals as they stand, strings as their texts.
@@ -304,51 +241,43 @@ void readEntry(const CAudioPreset& preset, const char* key, bool isString,
     }
 }
 
-TEST(CAudioPresetFactoryTest, RoutingListHoldsTheNineRoutingPresetsValueForValue)
+TEST(CAudioPresetFactoryTest, RoutingListHoldsEveryRoutingPresetOfItsSourceValueForValue)
 {
     const CByteBuffer payload =
         embeddedPayload("AppDataGlobal_routing-presets", CAudioPresetBank::kListId);
-    EXPECT_EQ(payload.getSize(), 11945u);
     CAudioPresetBank bank;
     bool hasBank = false;
     CMemoryReader reader(payload.getData(), payload.getSize());
     ASSERT_EQ(CErrorText::takeMessage(bank.loadList(reader, hasBank)), "");
     EXPECT_TRUE(hasBank);
     EXPECT_EQ(CUtf8::of(bank.getName()), "");
-    const std::vector<CRoutingRow> rows = routingRows();
+    const std::vector<CSourcePreset> source = readRoutingSource();
+    ASSERT_EQ(source.size(), 9u) << "the source text was not found or not read";
     ASSERT_EQ(bank.getCount(), 9);
     std::vector<double> reals;
     std::vector<std::string> strings;
-    for (int i = 0; i < 9; ++i)
+    for (int i = 0; i < bank.getCount(); ++i)
     {
-        const CRoutingRow& row = rows[static_cast<size_t>(i)];
+        const CSourcePreset& expected = source[static_cast<size_t>(i)];
         const CAudioPreset& preset = *bank.getPreset(i);
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(CUtf8::of(preset.getName()), std::string("KLIO:") + row.name);
-        EXPECT_EQ(preset.getEntryCount(), row.sidechain.empty() ? 7 : 9);
-        readEntry(preset, "group-names", true, reals, strings);
-        EXPECT_EQ(strings, row.groupNames);
-        readEntry(preset, "in-channel-names", true, reals, strings);
-        EXPECT_EQ(strings, row.inChannelNames);
-        // Ids run from 1 in order of appearance.
-        for (size_t n = 0; n < reals.size(); ++n)
-            EXPECT_EQ(reals[n], static_cast<double>(n + 1));
-        readEntry(preset, "grouping", false, reals, strings);
-        EXPECT_EQ(reals, row.grouping);
-        readEntry(preset, "in-routing", false, reals, strings);
-        EXPECT_EQ(reals, row.inRouting);
-        readEntry(preset, "ms-pairs", false, reals, strings);
-        EXPECT_EQ(reals, row.msPairs);
-        readEntry(preset, "out-routing", false, reals, strings);
-        EXPECT_EQ(reals, row.outRouting);
-        readEntry(preset, "oversampling", false, reals, strings);
-        EXPECT_EQ(reals, std::vector<double>{1.0});
-        if (!row.sidechain.empty())
+        SCOPED_TRACE(expected.name);
+        EXPECT_EQ(CUtf8::of(preset.getName()), expected.name);
+        EXPECT_EQ(preset.getEntryCount(), static_cast<int>(expected.entries.size()));
+        for (const CSourcePreset::CEntry& entry : expected.entries)
         {
-            readEntry(preset, "sidechain", false, reals, strings);
-            EXPECT_EQ(reals, row.sidechain);
-            readEntry(preset, "sidechain-mute", false, reals, strings);
-            EXPECT_EQ(reals, row.sidechainMute);
+            const bool isString = entry.kind == "string";
+            readEntry(preset, entry.key.c_str(), isString, reals, strings);
+            if (isString)
+            {
+                EXPECT_EQ(strings, entry.values) << entry.key;
+                // String ids run from 1 in order of appearance.
+                for (size_t n = 0; n < reals.size(); ++n)
+                    EXPECT_EQ(reals[n], static_cast<double>(n + 1)) << entry.key;
+                continue;
+            }
+            ASSERT_EQ(reals.size(), entry.values.size()) << entry.key;
+            for (size_t n = 0; n < reals.size(); ++n)
+                EXPECT_EQ(reals[n], std::stod(entry.values[n])) << entry.key << " " << n;
         }
     }
 }

@@ -9,16 +9,6 @@
 
 using kel::CSeedCounter;
 
-TEST(CSeedCounter, EachCallAnswersThePresentValueAndAdvancesByOne)
-{
-    const uint32_t before = CSeedCounter::peek();
-    const uint32_t first = CSeedCounter::next();
-    const uint32_t second = CSeedCounter::next();
-    EXPECT_EQ(before, first);
-    EXPECT_EQ(first + 1u, second);
-    EXPECT_EQ(second + 1u, CSeedCounter::peek());
-}
-
 TEST(CSeedCounter, ConcurrentCallersNeverReceiveTheSameSeed)
 {
     constexpr int kThreads = 4;

@@ -501,22 +501,70 @@ TEST_F(CAudioWrapperVSTTest, NullPointersFromTheHostDoNotCrash)
     wrapper->setParameter(100, 1.0f);
 }
 
-TEST_F(CAudioWrapperVSTTest, MidiEventsAreAcceptedAndOthersSkipped)
+// Notes the MIDI events the format layer hands on.
+class CMidiRecorder : public CAudioWrapperVST
 {
+public:
+    using CAudioWrapperVST::CAudioWrapperVST;
+    struct Event
+    {
+        int status, channel, data1, data2;
+        double timeSec;
+    };
+    std::vector<Event> events;
+
+protected:
+    void midiEvent(int status, int channel, int data1, int data2, double timeSec) override
+    {
+        events.push_back(Event{status, channel, data1, data2, timeSec});
+    }
+};
+
+TEST_F(CAudioWrapperVSTTest, MidiEventsAreDecodedWithTheirTimeAndOtherEventsSkipped)
+{
+    auto* recorder = new CMidiRecorder(host.callback(), 2);
+    ASSERT_EQ(recorder->init(), nullptr);
+    AEffect* own = recorder->getAeffect();
+    CFakeHost::startUp(own, 48000.0f, 512);
+
     VstMidiEvent note = {};
     note.type = kEventTypeMidi;
     note.byteSize = sizeof(VstMidiEvent);
-    note.midiData[0] = static_cast<char>(0x91);
-    note.midiData[1] = static_cast<char>(0xC0);
+    note.midiData[0] = static_cast<char>(0x91); // note on, channel 2
+    note.midiData[1] = static_cast<char>(0xC0); // a data byte with its top bit set: 7 bits kept
+    note.midiData[2] = static_cast<char>(0x7F);
+    VstMidiEvent control = note;
+    control.deltaFrames = 480;
+    control.midiData[0] = static_cast<char>(0xBF); // controller, channel 16
+    control.midiData[1] = 7;
+    control.midiData[2] = 100;
     VstEvent sysEx = {};
     sysEx.type = kEventTypeSysEx;
     struct
     {
         int32_t numEvents;
         intptr_t reserved;
-        VstEvent* events[3];
-    } list = {3, 0, {reinterpret_cast<VstEvent*>(&note), &sysEx, nullptr}};
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffProcessEvents, 0, 0, &list), 1);
+        VstEvent* events[4];
+    } list = {4,
+              0,
+              {reinterpret_cast<VstEvent*>(&note), &sysEx, nullptr,
+               reinterpret_cast<VstEvent*>(&control)}};
+    EXPECT_EQ(CFakeHost::dispatch(own, kEffProcessEvents, 0, 0, &list), 1);
+
+    ASSERT_EQ(recorder->events.size(), 2u);
+    const CMidiRecorder::Event& first = recorder->events[0];
+    EXPECT_EQ(first.status, 0x90);
+    EXPECT_EQ(first.channel, 1);
+    EXPECT_EQ(first.data1, 0x40);
+    EXPECT_EQ(first.data2, 0x7F);
+    EXPECT_EQ(first.timeSec, 0.0);
+    const CMidiRecorder::Event& second = recorder->events[1];
+    EXPECT_EQ(second.status, 0xB0);
+    EXPECT_EQ(second.channel, 15);
+    EXPECT_EQ(second.data1, 7);
+    EXPECT_EQ(second.data2, 100);
+    EXPECT_DOUBLE_EQ(second.timeSec, 0.01);
+    EXPECT_EQ(CFakeHost::close(own), 1);
 }
 
 TEST_F(CAudioWrapperVSTTest, WheelFormWithoutAnOpenEditorIsLeftToTheHost)
