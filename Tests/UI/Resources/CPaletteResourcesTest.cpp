@@ -60,24 +60,92 @@ protected:
     }
 };
 
+// The names as they lie in the file: the header's count, then each record's name, skipping its
+// alpha and ramps. Fails the test when the bytes end early.
+std::vector<std::string> storedNames(const uint8_t* data, size_t size, uint32_t& outCount)
+{
+    std::vector<std::string> names;
+    kel::CMemoryReader in(data, size);
+    uint32_t version = 0;
+    outCount = 0;
+    EXPECT_EQ(in.readUInt32(version), nullptr);
+    EXPECT_EQ(in.readUInt32(outCount), nullptr);
+    for (uint32_t i = 0; i < outCount; ++i)
+    {
+        uint32_t length = 0;
+        std::string name;
+        EXPECT_EQ(in.readUInt32(length), nullptr);
+        name.resize(length);
+        EXPECT_EQ(in.read(&name[0], length), nullptr);
+        EXPECT_EQ(in.consume(8 + 3 * kel::CColor::kLevels), nullptr);
+        if (testing::Test::HasFailure())
+            break;
+        names.push_back(name);
+    }
+    return names;
+}
+
 } // namespace
 
-TEST_F(CPaletteResourcesTest, EveryNameTheInterfaceLooksUpIsInAllFivePalettes)
+TEST_F(CPaletteResourcesTest, AllFivePalettesHoldTheSame581NamesInByteOrder)
 {
-    const std::vector<std::string> names = allNames();
-    ASSERT_GT(names.size(), 500u);
+    std::vector<std::string> defaultNames;
     for (const char* scheme : kSchemes)
     {
         CPalette palette;
-        load(scheme, palette);
-        EXPECT_EQ(palette.getColors().getCount(), static_cast<int>(names.size())) << scheme;
-        for (const std::string& name : names)
-            EXPECT_NE(palette.findColor(name.c_str()), nullptr) << scheme << ": " << name;
+        const uint8_t* data = nullptr;
+        size_t size = 0;
+        load(scheme, palette, &data, &size);
+        uint32_t count = 0;
+        const std::vector<std::string> names = storedNames(data, size, count);
+        EXPECT_EQ(count, 581u) << scheme;
+        ASSERT_EQ(names.size(), 581u) << scheme;
+        EXPECT_EQ(palette.getColors().getCount(), 581) << scheme;
+        // Strictly ascending bytes: sorted, and no name twice.
+        for (size_t i = 1; i < names.size(); ++i)
+            EXPECT_LT(names[i - 1], names[i]) << scheme << " at " << i;
+        if (defaultNames.empty())
+            defaultNames = names;
+        else
+            EXPECT_EQ(names, defaultNames) << scheme;
         // The six animated roles, 32 steps each.
         EXPECT_EQ(palette.getGradients().getCount(), 6) << scheme;
         for (const char* gradient : {"Alarm", "Alarm_Active", "Alarm_ActiveHover", "Alarm_Hover",
                                      "Bypass_Active", "Bypass_ActiveHover"})
             EXPECT_EQ(palette.getGradientSteps(gradient), 32) << scheme << ": " << gradient;
+    }
+    // The build's list of names (what the other tests walk) is the one the palettes hold.
+    EXPECT_EQ(allNames(), defaultNames);
+}
+
+TEST_F(CPaletteResourcesTest, OnlyTheTranslucentRolesAndTheirHoverTwinsAreSeeThrough)
+{
+    const struct
+    {
+        const char* role;
+        double alpha;
+    } translucent[] = {
+        {"WindowBlocker", 0.5},        {"PanelTexture", 0.5},     {"GraphWeightedLines", 0.5},
+        {"CSSliderBarUnderlay", 0.7},  {"HoveredParagraph", 0.7}, {"PanelGradient", 0.7},
+        {"LevelMeterWaveform2", 0.75}, {"CSSelectBG", 0.25},      {"ButtonABTextInactive", 0.5}};
+    for (const char* scheme : kSchemes)
+    {
+        CPalette palette;
+        load(scheme, palette);
+        int seeThrough = 0;
+        for (const auto& entry : palette.getColors())
+            seeThrough += entry.second.alpha != 1.0 ? 1 : 0;
+        EXPECT_EQ(seeThrough, 18) << scheme;
+        for (const auto& expected : translucent)
+        {
+            for (const std::string& name :
+                 {std::string(expected.role), std::string(expected.role) + "_Hover"})
+            {
+                const kel::CColor* color = palette.findColor(name.c_str());
+                ASSERT_NE(color, nullptr) << scheme << ": " << name;
+                EXPECT_DOUBLE_EQ(color->alpha, expected.alpha) << scheme << ": " << name;
+            }
+        }
     }
 }
 
