@@ -57,7 +57,7 @@ public:
     // Any value from 0 to 1 as the converter writes it, for the host's own read-outs.
     CString formatValue(double valueNorm) const;
 
-    // Sets the road to the host and this parameter's index there. [the instance's init thread]
+    // Sets the road to the host and this parameter's index there. [set-up thread]
     void attachHost(CAudioExtParamHostBridge* hostBridge, int index);
     int getHostIndex() const { return hostIndex.load(std::memory_order_relaxed); }
     CAudioParam* getParam() const { return param; }

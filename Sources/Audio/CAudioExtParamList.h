@@ -25,7 +25,7 @@ public:
     int getCount() const { return params.getCount(); }
     // The host parameter at index, or null outside the list.
     CAudioExtParam* getParam(int index) const;
-    // Gives every parameter the road to the host and its index. [the instance's init thread]
+    // Gives every parameter the road to the host and its index. [set-up thread]
     void attachHost(CAudioExtParamHostBridge* hostBridge);
 
 private:

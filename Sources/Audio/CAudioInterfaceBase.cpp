@@ -28,7 +28,7 @@ constexpr size_t kMessageGrowthBytes = 256;
 // until it closes it (2). It keeps, per parameter and group, the state before the first change
 // and after the last one, so that a knob drag of hundreds of values becomes one compact entry,
 // and the history's record is only made at the close, under the label the client gives then.
-// [the base connector's thread; under the parameter's lock while recording]
+// [ui thread: the client's calls; under the parameter's lock while recording]
 class CAudioInterfaceBase::COpenRecord : public CCheckedObject, public CAudioParamRecorder
 {
 public:

@@ -49,7 +49,7 @@ public:
     // definition, 32 otherwise), except those the client made itself. A change of a few reals
     // goes straight into the client's queue (the connector's sink) from a buffer on the stack:
     // no lock and no allocation, since the setter may be a host's audio thread. Owned by the
-    // base. [the setter's thread; under the parameter's lock]
+    // base. [any thread; the setter's, under the parameter's lock]
     class CParamListener : public CCheckedObject, public CAudioParamListener
     {
     public:
@@ -99,7 +99,7 @@ public:
 
     // One visual stream a client subscribed to by slot name (21): when the slot's exporter
     // renames it, the client is sent the visual info again (41). This product exports no slot,
-    // so nothing notifies it yet. Owned by the base. [the exporter's thread]
+    // so nothing notifies it yet. Owned by the base. [any thread; the exporter's]
     class CExportSlotNameListener : public CBridge
     {
     public:
@@ -118,7 +118,7 @@ public:
         int32_t option;
     };
 
-    // What message 29 reaches: the plug-in instance. [the base connector's thread]
+    // What message 29 reaches: the plug-in instance. [ui thread: the client's calls come through the base connector]
     class CInstanceHook
     {
     public:
@@ -203,7 +203,7 @@ public:
     void callInstance();
 
 protected:
-    // Sends 30 to every client that asked. [the thread of the change]
+    // Sends 30 to every client that asked. [any thread; the setter's]
     void onHistoryChanged() override;
 
 private:

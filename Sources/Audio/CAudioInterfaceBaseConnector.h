@@ -43,7 +43,7 @@ public:
     // The lock-free road to a connected client, for senders that may be on the audio thread;
     // null where the connector has none (sendToClient serves them then). Valid until the client
     // is removed from the base, which drops every listener that holds it first.
-    // [the connector's thread]
+    // [ui thread: the client's calls]
     virtual CAudioInterfaceClientSink* getClientSink(int32_t clientId)
     {
         (void)clientId;

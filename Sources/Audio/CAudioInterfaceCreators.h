@@ -9,7 +9,7 @@ namespace kel
 // audio:interface-client, audio:interface-base-connector-vst,
 // audio:interface-client-connector-vst and audio:viz-collector. Rows already filed are left
 // alone, so a second call does nothing. Runs at application start, before any instance tree is
-// built. [start-up thread]
+// built. [set-up thread]
 [[nodiscard]] CError* registerAudioInterfaceCreators();
 
 } // namespace kel

@@ -8,7 +8,7 @@ namespace kel
 // Binds a parameter name to a slot of the owning process's parameter array (tag
 // audio:param-alloc; attributes `param-name`, not empty, and `index`, 0 or more). Processes list
 // their allocations before their parameters; the process graph resolves them. Owned by the tree.
-// [the tree's thread]
+// [set-up thread]
 class CAudioParamAllocDef : public CObject
 {
 public:

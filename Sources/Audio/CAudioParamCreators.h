@@ -8,7 +8,7 @@ namespace kel
 // Files the creator rows of the parameter classes: the nine converters (audio:cvt-*) and the
 // definitions audio:param, audio:param-alloc and audio:param-remap. Called once at application
 // start, before the shared tree is read; a second call changes nothing.
-// [start-up thread]
+// [set-up thread]
 [[nodiscard]] CError* registerAudioParamCreators();
 
 } // namespace kel

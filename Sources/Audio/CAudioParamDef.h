@@ -13,7 +13,7 @@ namespace kel
 // Attributes, all expected: element-size, data-type, is-persistent, is-storable, is-global,
 // is-discrete, is-single-group, visual-name, param-registry, converter, min-values, max-values,
 // def-values. A persistent parameter is never storable; a persistent or storable one is always
-// global. [the shared tree's thread; the info is read-only afterwards and read from any thread]
+// global. [set-up thread; read-only afterwards, read from any thread]
 class CAudioParamDef : public CObject
 {
 public:

@@ -8,7 +8,7 @@ namespace kel
 
 // Derives destination parameters from source parameters through a filter (attributes `src` and
 // `dst`, comma-separated names, neither empty). Carried for other products: no tree of this one
-// has it, and only its definition is read. Owned by the tree. [the tree's thread]
+// has it, and only its definition is read. Owned by the tree. [set-up thread]
 class CAudioParamFilterDef : public CObject
 {
 public:

@@ -14,7 +14,7 @@ class CAudioExtParamHostBridge;
 //
 // A host parameter joins under its parameter's lock and delivers the opening through the change
 // context's deferred list, ahead of its value; end runs with no lock held. Owned by the open
-// undo record of the client that makes the gesture. [the thread of the client's changes]
+// undo record of the client that makes the gesture. [ui thread: the client's changes]
 class CAudioParamGesture
 {
 public:

@@ -79,7 +79,7 @@ public:
 
     // Told when the session's names or the current slot changed, with the origin the operation
     // named. Called with no registry lock held, on the thread of the operation; it must queue
-    // rather than touch the UI. [the operation's thread]
+    // rather than touch the UI. [any thread; the operation's caller]
     class CListener
     {
     public:

@@ -10,7 +10,7 @@ namespace kel
 // process's one are a single parameter, with the outer definition in force. `new` is relative
 // to the process; each leading '^' starts one level further up ("^io-params.channel-group-solo"
 // from plugin.modMain.modBypass is plugin.modMain.io-params.channel-group-solo). Owned by the
-// tree. [the tree's thread]
+// tree. [set-up thread]
 class CAudioParamRemapDef : public CObject
 {
 public:

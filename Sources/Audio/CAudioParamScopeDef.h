@@ -7,7 +7,7 @@ namespace kel
 
 // Restricts a parameter to group 0 or element 0 inside a process (attributes `param-name`, not
 // empty, `is-group0`, `is-element0`). Carried for other products: no tree of this one has it.
-// Owned by the tree. [the tree's thread]
+// Owned by the tree. [set-up thread]
 class CAudioParamScopeDef : public CObject
 {
 public:

@@ -89,7 +89,7 @@ public:
 
 protected:
     // Called after every change of the history, with the undo lock released unless the caller
-    // of addRecord held it. [the thread of the change]
+    // of addRecord held it. [any thread; the setter's]
     virtual void onHistoryChanged() {}
 
     // The undo lock, for a derived class that makes several calls one critical section.

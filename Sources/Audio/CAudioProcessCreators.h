@@ -11,7 +11,7 @@ namespace kel
 // audio:modFilter) and audio:param-collector, audio:audio-env, audio:dcdaw-context. Rows whose
 // tag is already filed are left as they are, so a second call does nothing. The library adds it
 // to the application's registrations when it loads; it must run before the shared tree is read.
-// [start-up thread]
+// [set-up thread]
 [[nodiscard]] CError* registerAudioProcessCreators();
 
 } // namespace kel

@@ -8,7 +8,7 @@ namespace kel
 // The definition of a container process: its children are the definitions of the processes it
 // holds (in run order unless links say otherwise), the links between them (audio:process-link)
 // and the parameters it declares. With `is-auto-links` the children are chained in their order.
-// Tag audio:process-def. [the tree's thread; read-only afterwards]
+// Tag audio:process-def. [set-up thread; read-only afterwards]
 class CAudioProcessDef : public CAudioProcessDefBase
 {
 public:

@@ -10,7 +10,7 @@ class CAudioProcessBase;
 // The definition of a process in the shared tree: the graph flags every process definition
 // carries, and the creation of the process it stands for. Read only once the tree is built.
 // The tree owns it; the process made from it keeps a pointer to it for its life, which the
-// shared tree outlives. [the tree's thread; read-only afterwards]
+// shared tree outlives. [set-up thread; read-only afterwards]
 class CAudioProcessDefBase : public CObject
 {
 public:

@@ -9,7 +9,7 @@ namespace kel
 // child to input port `dst` of another. A value is a process name, and after a '/' a port
 // number ("modBypass/1"); without one the port is 0. Both names must be processes declared
 // before the link in the same container. `state-id` and `bypass-state-id` name switchable
-// states; this product's links have none. [the tree's thread; read-only afterwards]
+// states; this product's links have none. [set-up thread; read-only afterwards]
 class CAudioProcessLinkDef : public CObject
 {
 public:

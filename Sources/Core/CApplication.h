@@ -45,7 +45,7 @@ public:
     // given, are set on the root before the tree is read, so that the tree's nodes see them.
     [[nodiscard]] static CError* initRootObject(CObject*& outRoot, const CString& resourceName,
                                                 const CAttrMap* rootAttributes = nullptr);
-    // Destroys the tree and removes its owner record. [the tree's thread]
+    // Destroys the tree and removes its owner record. [set-up thread]
     static void destroyRootObject(CObject* root);
     static int getRootCount();
 

@@ -8,7 +8,7 @@ namespace kel
 // Copies one value to an attribute of several objects (tag core:attr-doubler). Attributes:
 // "value" (usually a live link, "{*/^ width}"), "target" (object paths separated by blanks,
 // commas or semicolons, mandatory) and "attr" (the attribute set on each target). Every change of
-// value is set, as text, on each target in order. [the tree's thread]
+// value is set, as text, on each target in order. [set-up thread]
 class CAttrDoubler : public CObject
 {
 public:

@@ -28,7 +28,7 @@ class CObject;
 //
 // Handlers and procedures are members of the class (virtual ones dispatch as usual). Adding a name
 // that the base already added replaces the base's entry, keeping its place. Read-only after
-// start-up. [start-up thread; read from any thread afterwards]
+// start-up. [set-up thread; read from any thread afterwards]
 class CClassInfo : public CCheckedObject
 {
 public:

@@ -8,7 +8,7 @@ namespace kel
 // A sink for the debug channel's lines. The base writes them to the standard error stream; a
 // console window (with the user interface) shows them instead. attach routes the channel here
 // until detach or the console's end. Not made in production, where the channel is silent.
-// [writeLine: any thread, under the channel's lock; attach, detach: start-up]
+// [writeLine: any thread, under the channel's lock; attach, detach: set-up thread]
 class CConsole : public CCheckedObject
 {
 public:

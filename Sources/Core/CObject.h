@@ -52,7 +52,7 @@ using CAttrFilter = CStringMap<CString>;
 //
 // Trees are built and used on the thread that creates them and are not locked; other threads
 // reach them through events. The creators and class info are read-only after start-up.
-// [the tree's thread]
+// [set-up thread]
 class CObject : public CCheckedObject
 {
 public:
@@ -88,7 +88,7 @@ public:
     CObject(const CObject&) = delete;
     CObject& operator=(const CObject&) = delete;
 
-    // ---- classes and creators [start-up thread] ----
+    // ---- classes and creators [set-up thread] ----
 
     // The base class registration: the event "release-child-bridged".
     static void registerClass(CClassInfo& info);

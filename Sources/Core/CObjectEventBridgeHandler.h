@@ -12,7 +12,7 @@ class CUIEventBridge;
 // to the creating thread: events sent to listeners below it from that thread are calls, events
 // from other threads travel through its carrier (a CUIEventBridge on the thread's run loop, made
 // on first use) and arrive in onQueuedEvent. Owns the carrier. Lives on the thread that made it,
-// which also pumps that run loop. [the bridge's thread]
+// which also pumps that run loop. [set-up thread]
 class CObjectEventBridgeHandler : public CObject
 {
 public:

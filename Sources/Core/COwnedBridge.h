@@ -6,7 +6,7 @@ namespace kel
 {
 
 // A bridge that passes the notification to a member function of its owner, usually a member of
-// that owner. [the changing thread]
+// that owner. [any thread; the setter's]
 template <class TOwner> class COwnedBridge : public CBridge
 {
 public:

@@ -19,7 +19,7 @@ struct CResourceEntry
 // before anything looks a resource up; the rows are copied into a name-ordered map then and never
 // change afterwards, so lookups take no lock. Names compare byte by byte, case-sensitive; the
 // blobs are used in place and never copied or freed.
-// install: [start-up, one thread, before any lookup]; the rest: [any thread; no lock]
+// install: [set-up thread, before any lookup]; the rest: [any thread; no lock]
 class CResourceTable
 {
 public:

@@ -16,7 +16,7 @@ using CSharedAttributeBridge = CApplicationDataBridge<CSharedAttribute>;
 // attribute ({*/ui.global-data.tablet-mode tablet-mode}); setting it writes the item, and every
 // instance in the process then reads it anew on its own thread (event "update") and sets it with
 // notification. Lives on the thread of its tree, under an event bridge for other instances'
-// changes to reach it. [the tree's thread; the store's bridge runs on the writer's thread]
+// changes to reach it. [set-up thread; the store's bridge runs on the writer's thread]
 class CSharedAttribute : public CObject
 {
 public:

@@ -7,7 +7,7 @@ namespace kel
 
 // The event bridge of a tree (tag ui:ui-event-bridge): delivers a queued event to its listener
 // unless the listener has gone meanwhile, or another object with another objectId has taken its
-// path; such events are dropped without a word. [the bridge's thread]
+// path; such events are dropped without a word. [set-up thread]
 class CStdEventBridge : public CObjectEventBridgeHandler
 {
 public:

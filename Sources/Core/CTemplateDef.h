@@ -11,7 +11,7 @@ namespace kel
 
 // Where the body of a run-time template lies: the class tag of what it makes, and the bytes of its
 // one node inside the compiled tree, kept alive by a reference to the tree's string table. Owned
-// by the template definition object. [the tree's thread]
+// by the template definition object. [set-up thread]
 class CTemplateDef : public CCheckedObject
 {
 public:

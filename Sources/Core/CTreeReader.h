@@ -14,7 +14,7 @@ namespace kel
 // little-endian fields read byte by byte, string indices resolved through the tree's string table.
 // Every read is checked against the end of its range, so damaged data gives an error. The node
 // reader itself is CObject's (readNode), which walks the tree with this cursor. Lives for one
-// read. [the tree's thread]
+// read. [set-up thread]
 class CTreeReader
 {
 public:

@@ -14,7 +14,7 @@ namespace kel
 // The strings of one compiled tree, decoded once per load, and the bytes the tree lies in.
 // Reference-counted: the load holds one reference, and every template definition read from the
 // tree holds one, so that template bodies can still be read when they are instantiated much later.
-// The last release deletes it. [the tree's thread]
+// The last release deletes it. [set-up thread]
 class CTreeStringTable : public CCheckedObject
 {
 public:

@@ -1,10 +1,15 @@
 #include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamContext.h"
 #include "Audio/CAudioParamDef.h"
+#include "Audio/CAudioProcessBase.h"
+#include "Audio/CAudioProcessCreators.h"
+#include "Audio/CAudioProcessDefBase.h"
 #include "Audio/Converters/CAudioParamConverter.h"
 #include "Audio/Converters/CAudioParamConverterEnum.h"
 #include "Audio/Converters/CAudioParamConverterTime.h"
 #include "Audio/Converters/CParamTestTree.h"
+#include "Audio/Modules/CModDecimatorDef.h"
+#include "Audio/Modules/CModInterpolatorDef.h"
 #include "Core/CResourceTable.h"
 #include "ProductResources.h"
 #include "Support/CErrorText.h"
@@ -21,6 +26,8 @@ using kel::CAudioParamConverter;
 using kel::CAudioParamConverterEnum;
 using kel::CAudioParamDef;
 using kel::CAudioParamInfo;
+using kel::CAudioProcessBase;
+using kel::CAudioProcessDefBase;
 using kel::CObject;
 using kel::CString;
 using kel::test::CErrorText;
@@ -36,6 +43,8 @@ protected:
     void SetUp() override
     {
         kel::paramtest::ensureCreators();
+        // The process definitions load as their own classes, as in the application.
+        ASSERT_EQ(CErrorText::takeMessage(kel::registerAudioProcessCreators()), "");
         const uint8_t* data = nullptr;
         size_t size = 0;
         for (const kel::CResourceEntry* row = kel::resources::kResourceTable; row->data; ++row)
@@ -227,4 +236,51 @@ TEST_F(CAudioParamSharedTreeTest, UserParametersHaveTheProductsRangesAndDefaults
         param.getValueText(shown, 7, 0, 0, 0, &held);
         EXPECT_EQ(CUtf8::of(shown), c.defaultText) << c.leaf;
     }
+}
+
+TEST_F(CAudioParamSharedTreeTest, OversamplingStagesAreDefinedBesideTheGraphButNeverMade)
+{
+    struct Case
+    {
+        const char* path;
+        const CAudioProcessDefBase* def;
+    };
+    const Case cases[] = {
+        {"audio.modInterpolator", dynamic_cast<const kel::CModInterpolatorDef*>(
+                                      tree->findObject(CString("audio.modInterpolator")))},
+        {"audio.modDecimator", dynamic_cast<const kel::CModDecimatorDef*>(
+                                   tree->findObject(CString("audio.modDecimator")))},
+    };
+    for (const Case& c : cases)
+    {
+        ASSERT_NE(c.def, nullptr) << c.path;
+        // Loaded for trees that use them; this build makes no such process.
+        CAudioProcessBase* made = nullptr;
+        EXPECT_EQ(CErrorText::takeMessage(c.def->createProcess(made)),
+                  std::string("Audio process '") + c.path + "' is not available.");
+        EXPECT_EQ(made, nullptr) << c.path;
+    }
+
+    // The instance's graph holds no definition of a process that this build cannot make.
+    std::string unavailable;
+    auto walk = [&](const CObject& node, const auto& self) -> void
+    {
+        for (int i = 0; i < node.getChildCount(); ++i)
+        {
+            const CObject* child = node.getChild(i);
+            if (const auto* def = dynamic_cast<const CAudioProcessDefBase*>(child))
+            {
+                CAudioProcessBase* made = nullptr;
+                const std::string message = CErrorText::takeMessage(def->createProcess(made));
+                delete made;
+                if (!message.empty())
+                    unavailable += CUtf8::of(def->getFullName()) + " ";
+            }
+            self(*child, self);
+        }
+    };
+    const CObject* main = tree->findObject(CString("audio.modMain"));
+    ASSERT_NE(dynamic_cast<const CAudioProcessDefBase*>(main), nullptr);
+    walk(*main, walk);
+    EXPECT_EQ(unavailable, "");
 }

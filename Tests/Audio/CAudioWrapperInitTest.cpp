@@ -231,6 +231,7 @@ TEST_F(CAudioWrapperInitTest, EachBrokenSharedTreeFailsInitWithItsMessageAndLeav
 
         auto wrapper = std::make_unique<CAudioWrapper>();
         const int threads = threadCount();
+        ASSERT_GT(threads, 0);
         const int roots = CApplication::getRootCount();
         const int64_t blocks = CAllocator::liveBlocks();
         EXPECT_EQ(CErrorText::takeMessage(wrapper->init()), failure.message);

@@ -90,7 +90,8 @@ void collectByTag(const CCompiledNode& node, const std::string& tag,
 bool isProcessTag(const std::string& tag)
 {
     return tag == "audio:process-def" || tag == "audio:modZumbel" || tag == "audio:modBypass" ||
-           tag == "audio:modMute" || tag == "audio:modNode" || tag == "audio:modOutput";
+           tag == "audio:modMute" || tag == "audio:modNode" || tag == "audio:modOutput" ||
+           tag == "audio:modInterpolator" || tag == "audio:modDecimator";
 }
 
 void collectProcesses(const CCompiledNode& node, std::vector<const CCompiledNode*>& out)
@@ -295,8 +296,9 @@ TEST_F(SharedDataSourceTest, EveryProcessDefinitionCarriesAllGraphFlags)
         "is-weighted-input", "use-time-shift"};
     std::vector<const CCompiledNode*> processes;
     collectProcesses(tree, processes);
-    EXPECT_EQ(processes.size(), 7u); // modMain, modMainPre, modZumbelModule, modZumbel,
-                                     // modBypass, modOutput, modMute
+    EXPECT_EQ(processes.size(), 9u); // modMain, modMainPre, modZumbelModule, modZumbel,
+                                     // modBypass, modOutput, modMute, modInterpolator,
+                                     // modDecimator
     for (const CCompiledNode* process : processes)
     {
         SCOPED_TRACE(process->name);

@@ -6,7 +6,7 @@ namespace kel
 {
 
 // The definition of the bypass process (tag audio:modBypass): two inputs, parameters `enable` and
-// `group-solo`, `xfade-length`. Makes a CModBypass. [the tree's thread; read-only afterwards]
+// `group-solo`, `xfade-length`. Makes a CModBypass. [set-up thread; read-only afterwards]
 class CModBypassDef : public CAudioProcessDefBase
 {
 public:

@@ -6,7 +6,7 @@ namespace kel
 {
 
 // The definition of the muting process (tag audio:modMute): parameter `mute`, `xfade-length`. Makes
-// a CModMute. [the tree's thread; read-only afterwards]
+// a CModMute. [set-up thread; read-only afterwards]
 class CModMuteDef : public CAudioProcessDefBase
 {
 public:

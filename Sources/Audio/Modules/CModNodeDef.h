@@ -6,7 +6,7 @@ namespace kel
 {
 
 // The definition of a node process (tag audio:modNode), the fan-out point of a graph; it has no
-// parameters. Makes a CModNode. [the tree's thread; read-only afterwards]
+// parameters. Makes a CModNode. [set-up thread; read-only afterwards]
 class CModNodeDef : public CAudioProcessDefBase
 {
 public:

@@ -6,7 +6,7 @@ namespace kel
 {
 
 // The definition of the output process (tag audio:modOutput), which writes the graph's result to
-// the host's buffers. Makes a CModOutput. [the tree's thread; read-only afterwards]
+// the host's buffers. Makes a CModOutput. [set-up thread; read-only afterwards]
 class CModOutputDef : public CAudioProcessDefBase
 {
 public:

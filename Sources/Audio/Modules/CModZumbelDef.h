@@ -7,7 +7,7 @@ namespace kel
 
 // The definition of the signal insertion node (tag audio:modZumbel): its parameters and their
 // slots, `xfade-length` and `use-clear`. Its children are not chained (`is-auto-links` is off
-// unless the tree says otherwise). [the tree's thread; read-only afterwards]
+// unless the tree says otherwise). [set-up thread; read-only afterwards]
 class CModZumbelDef : public CAudioProcessDef
 {
 public:

@@ -201,6 +201,8 @@ void CAudioWrapperVST::suspend()
 {
     CLockGuard guard(syncLock);
     CAudioWrapper::stop();
+    // The next resume may bring another audio thread.
+    audioContract.release();
 }
 
 void CAudioWrapperVST::resume()
@@ -249,6 +251,8 @@ void CAudioWrapperVST::processAudio(Sample** inputs, Sample** outputs, int32_t f
     // not make us write doubles into its float buffers.
     if (frames <= 0 || !outputs)
         return;
+    audioContract.claim();
+    audioContract.check("process");
     CLockGuard guard(syncLock);
     refreshOffline();
     if (getUseHostBpm())

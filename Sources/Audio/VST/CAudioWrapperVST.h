@@ -4,6 +4,7 @@
 #include "Audio/CAudioWrapper.h"
 #include "Audio/VST/AudioEffectX.h"
 #include "Core/CError.h"
+#include "Core/CThreadContract.h"
 #include "Core/Platform/CLock.h"
 
 #include <cstdint>
@@ -47,7 +48,7 @@ public:
     // null and no error), makes the effect and runs its start-up. On failure the effect is gone,
     // *effect is null and the error is the caller's to show. intChannelCount is the channel count
     // offered to hosts that allow more than two; 0 takes the tree's plugin-intchannel-count.
-    // [the host's loading thread]
+    // [set-up thread]
     [[nodiscard]] static CError* create(VstHostCallback hostCallback, AEffect** effect,
                                         int offeredChannels = 0);
 
@@ -145,6 +146,8 @@ private:
     void publishChannelNames();
 
     CLock* syncLock = nullptr;
+    // The audio path runs on one thread between resume and suspend (checked in debug builds).
+    CThreadContract audioContract{"audio"};
     // Not owned: part of the instance's tree, which outlives this layer's use of it.
     CAudioExtParamList* extParams = nullptr;
     mutable CLock effectLock;

@@ -81,6 +81,8 @@ bool CAudioWrapperVSTEditor::open(void* parentWindow)
 {
     if (uiRoot)
         return false;
+    // Everything of the editor runs on the thread that opens it, until it closes.
+    uiContract.claim();
     if (CError* error = openEditor(parentWindow))
     {
         closeEditor();
@@ -130,6 +132,7 @@ CError* CAudioWrapperVSTEditor::openEditor(void* parentWindow)
 
 void CAudioWrapperVSTEditor::close()
 {
+    uiContract.check("effEditClose");
     closeEditor();
     systemWindow = nullptr;
 }
@@ -157,11 +160,13 @@ void CAudioWrapperVSTEditor::closeEditor()
         delete display;
         display = nullptr;
     }
+    uiContract.release();
 }
 
 void CAudioWrapperVSTEditor::idle()
 {
     // Hosts pump this with or without an open window (offline renders too).
+    uiContract.check("effEditIdle");
     if (pump)
         pump->idle();
 }

@@ -2,6 +2,7 @@
 
 #include "Audio/VST/AEffEditor.h"
 #include "Core/CError.h"
+#include "Core/CThreadContract.h"
 
 namespace kel
 {
@@ -60,6 +61,8 @@ private:
     CObject* uiRoot = nullptr;         // owned while open
     CWindow* renderer = nullptr;       // not owned: inside the tree
     CEditorPump* pump = nullptr;       // owned while open
+    // The editor's calls come on the thread that opened it (checked in debug builds).
+    CThreadContract uiContract{"editor"};
 };
 
 } // namespace kel
