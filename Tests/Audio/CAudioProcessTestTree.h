@@ -21,17 +21,6 @@ namespace kel
 namespace processtest
 {
 
-// The UI parameter fixture (Tests/UI/Params) takes these two by these names from here; they only
-// pass on to the shared helpers, and go once it uses those itself.
-inline std::string takeMessage(CError* error)
-{
-    return test::CErrorText::takeMessage(error);
-}
-inline std::string text(const CString& value)
-{
-    return test::CUtf8::of(value);
-}
-
 // The creators of the parameter and graph classes, once per test program.
 inline void ensureCreators()
 {

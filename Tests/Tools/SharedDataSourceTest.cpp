@@ -458,3 +458,12 @@ TEST_F(SharedDataSourceTest, HostParametersAreTheSixInHostOrderOnDefinedParamete
         EXPECT_EQ(definition->tag, "audio:param");
     }
 }
+
+TEST_F(SharedDataSourceTest, BrushesStandInTheSharedTreeAndLoadOnFirstUse)
+{
+    const CCompiledNode* brushes = findPath(tree, "bs.brushes");
+    ASSERT_NE(brushes, nullptr);
+    EXPECT_EQ(brushes->tag, "brushset");
+    EXPECT_EQ(attr(*brushes, "file"), "../../../Gfx/Brushes/brushes.bs");
+    EXPECT_EQ(attr(*brushes, "is-load-deferred"), "true");
+}

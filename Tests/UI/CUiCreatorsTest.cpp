@@ -16,6 +16,7 @@
 #include "UI/Resources/CPalette.h"
 #include "UI/Resources/CPaletteObject.h"
 #include "UI/Resources/CUiScale.h"
+#include "Support/CErrorText.h"
 
 #include <gtest/gtest.h>
 
@@ -26,19 +27,6 @@ using namespace kel;
 
 namespace
 {
-
-std::string takeMessage(CError* error)
-{
-    std::string message;
-    if (error)
-    {
-        char chain[4096];
-        error->formatChain(chain, static_cast<int>(sizeof(chain)));
-        message = chain;
-    }
-    delete error;
-    return message;
-}
 
 class CUiCreatorsTest : public testing::Test
 {
@@ -66,7 +54,7 @@ protected:
     {
         blob = CTreeBlobWriter::write(tree);
         root = new CObject();
-        return takeMessage(root->loadFromMemory(blob.data(), blob.size(), true));
+        return test::CErrorText::takeChain(root->loadFromMemory(blob.data(), blob.size(), true));
     }
 
     template <class T> T* find(const char* path)
@@ -160,9 +148,9 @@ TEST_F(CUiCreatorsTest, MissingResourceFailsTheLoadNamingResourceAndObject)
 
 TEST_F(CUiCreatorsTest, ASecondRegistrationChangesNothingButAnotherClassForATakenTagIsRefused)
 {
-    EXPECT_EQ(takeMessage(CUiCreators::registerAll()), "");
+    EXPECT_EQ(test::CErrorText::takeChain(CUiCreators::registerAll()), "");
     static const CCreatorRow clash[] = {CCreatorRow::of<CObject>("ui:frame")};
-    EXPECT_NE(takeMessage(CObject::registerCreators(clash))
+    EXPECT_NE(test::CErrorText::takeChain(CObject::registerCreators(clash))
                   .find("Creator for 'ui:frame' has already been registered."),
               std::string::npos);
 }

@@ -31,11 +31,16 @@ TEST_F(CParamBridgeAudioTest, SettingsObjectRecomputesTheConstantsWhenAPrecision
 {
     ASSERT_EQ(makeWindow(), "");
     auto* settings = find<CGlobalSettings>("ui.global-settings");
-    ASSERT_EQ(takeMessage(settings->setAttr(CString("drag-precision"), CAttrValue(1.0))), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(
+                  settings->setAttr(CString("drag-precision"), CAttrValue(1.0))),
+              "");
     EXPECT_NEAR(CGlobalSettings::values().dragStep.load(), 0.001, 1e-12);
-    ASSERT_EQ(takeMessage(settings->setAttr(CString("shift-key-precision"), CAttrValue(0.0))), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(
+                  settings->setAttr(CString("shift-key-precision"), CAttrValue(0.0))),
+              "");
     EXPECT_NEAR(CGlobalSettings::values().shiftFactor.load(), 1.0 / 1.5, 1e-12);
-    ASSERT_EQ(takeMessage(settings->setAttr(CString("mouse-wheel-precision"), CAttrValue(1.0))),
+    ASSERT_EQ(test::CErrorText::takeMessage(
+                  settings->setAttr(CString("mouse-wheel-precision"), CAttrValue(1.0))),
               "");
     EXPECT_NEAR(CGlobalSettings::values().wheelStep.load(), 0.005, 1e-12);
 }
@@ -49,14 +54,14 @@ TEST_F(CParamBridgeAudioTest, ShownValueIsTheOneTheParameterTook)
 
     // Beyond the range: the parameter holds its maximum, and so does the display.
     const int before = knob->updates;
-    ASSERT_EQ(takeMessage(uiParam->setNormalisedValue(1.5)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(uiParam->setNormalisedValue(1.5)), "");
     EXPECT_EQ(knob->updates, before + 1);
     EXPECT_DOUBLE_EQ(knob->shown, 1.0);
     EXPECT_DOUBLE_EQ(param("modZumbelModule.gain").getValue(0, 0), 1.0) << "0 dB, linear";
 
     // A stepped parameter takes whole steps: 0.4 of 0..2 is step 1, shown as 0.5.
     auto* signal = find<CParamBridgeAudio>("ui.signal-bridge");
-    ASSERT_EQ(takeMessage(signal->setNormalisedValue(0.4, 0, 0)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(signal->setNormalisedValue(0.4, 0, 0)), "");
     EXPECT_DOUBLE_EQ(param("modZumbelModule.signal").getValue(0, 0), 1.0);
     EXPECT_DOUBLE_EQ(signal->getNormalisedValue(0, 0), 0.5);
 
@@ -74,10 +79,10 @@ TEST_F(CParamBridgeAudioTest, ShownValueIsTheOneTheParameterTook)
     CString expected;
     const CAudioParamInfo* info = client->getParamInfo(gain);
     info->getConverter(0)->format(expected, *info, 0, 0.5, 0, CAudioParamConverter::kFormatNormal);
-    EXPECT_EQ(text(shownText), text(expected));
+    EXPECT_EQ(test::CUtf8::of(shownText), test::CUtf8::of(expected));
 
     // Text in: parsed by the converter, limited, and set.
-    ASSERT_EQ(takeMessage(uiParam->setFromText(CString("-12"))), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(uiParam->setFromText(CString("-12"))), "");
     EXPECT_NEAR(param("modZumbelModule.gain").getValue(0, 0), 0.251188643150958, 1e-9);
 }
 
@@ -110,14 +115,14 @@ TEST_F(CParamBridgeAudioTest, GroupSelectorMakesTheCUIParamReadAgainWithoutAnUnd
     const size_t steps = history().size();
     const int before = knob->updates;
     auto* selector = find<CParamGroupSelector>("ui.groupsel");
-    ASSERT_EQ(takeMessage(selector->selectGroup(1)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(selector->selectGroup(1)), "");
     EXPECT_EQ(uiParam->getGroup(), 1);
     EXPECT_EQ(knob->updates, before + 1);
     EXPECT_NEAR(knob->shown, gainNormalised(0.5), 1e-12);
     EXPECT_EQ(history().size(), steps);
     EXPECT_EQ(base->getHistoryCount(), 0);
     // The same group again changes nothing.
-    ASSERT_EQ(takeMessage(selector->selectGroup(1)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(selector->selectGroup(1)), "");
     EXPECT_EQ(knob->updates, before + 1);
 }
 
@@ -128,10 +133,10 @@ TEST_F(CParamBridgeAudioTest, InvalidBridgeReadsZeroAndChangesNothing)
     EXPECT_FALSE(missing->isValid());
     EXPECT_EQ(missing->getNormalisedValue(0, 0), 0.0);
     EXPECT_EQ(missing->getDefaultValue(0, 0), 0.0);
-    ASSERT_EQ(takeMessage(missing->beginChange(0, 0)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(missing->beginChange(0, 0)), "");
     EXPECT_FALSE(missing->isChangeOpen());
-    ASSERT_EQ(takeMessage(missing->setNormalisedValue(0.7, 0, 0)), "");
-    ASSERT_EQ(takeMessage(missing->resetToDefault(0, 0)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(missing->setNormalisedValue(0.7, 0, 0)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(missing->resetToDefault(0, 0)), "");
     CString shown("x");
     missing->getValueText(shown, 0, 0);
     EXPECT_TRUE(shown.isEmpty());
@@ -144,33 +149,33 @@ TEST_F(CParamBridgeAudioTest, InvalidBridgeReadsZeroAndChangesNothing)
     ASSERT_EQ(makeWindow(nullptr, false), "");
     EXPECT_FALSE(gain->isValid());
     EXPECT_EQ(uiParam->getNormalisedValue(), 0.0);
-    ASSERT_EQ(takeMessage(uiParam->setNormalisedValue(0.3)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(uiParam->setNormalisedValue(0.3)), "");
     EXPECT_EQ(uiParam->getNormalisedValue(), 0.0);
 }
 
 TEST_F(CParamBridgeAudioTest, UndoLabelsNameTheGroupWhereThereAreSeveral)
 {
     ASSERT_EQ(makeWindow(), "");
-    EXPECT_EQ(text(gain->makeLabel(" change", 0, 0)), "Signal gain change");
-    ASSERT_EQ(takeMessage(client->requestGroupCount()), "");
+    EXPECT_EQ(test::CUtf8::of(gain->makeLabel(" change", 0, 0)), "Signal gain change");
+    ASSERT_EQ(test::CErrorText::takeMessage(client->requestGroupCount()), "");
     base->updateGroupCount(8);
     EXPECT_EQ(pump(), "");
     ASSERT_EQ(client->getGroupCount(), 8);
-    EXPECT_EQ(text(gain->makeLabel(" change", 0, 1)), "Signal gain change (2)");
-    EXPECT_EQ(text(gain->makeLabel(" reset", 0, 0)), "Signal gain reset (1)");
+    EXPECT_EQ(test::CUtf8::of(gain->makeLabel(" change", 0, 1)), "Signal gain change (2)");
+    EXPECT_EQ(test::CUtf8::of(gain->makeLabel(" reset", 0, 0)), "Signal gain reset (1)");
     // A parameter of one group never names it.
     auto* offline = find<CParamBridgeAudio>("ui.offline-bridge");
-    EXPECT_EQ(text(offline->makeLabel(" change", 0, 0)), "Host offline render change");
+    EXPECT_EQ(test::CUtf8::of(offline->makeLabel(" change", 0, 0)), "Host offline render change");
 }
 
 TEST_F(CParamBridgeAudioTest, ChangeStartedOverAnOpenOneClosesItFirst)
 {
     ASSERT_EQ(makeWindow(), "");
-    ASSERT_EQ(takeMessage(gain->beginChange(0, 0)), "");
-    ASSERT_EQ(takeMessage(gain->setNormalisedValue(0.2, 0, 0)), "");
-    ASSERT_EQ(takeMessage(gain->beginChange(0, 0)), "");
-    ASSERT_EQ(takeMessage(gain->setNormalisedValue(0.3, 0, 0)), "");
-    ASSERT_EQ(takeMessage(gain->endChange()), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(gain->beginChange(0, 0)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(gain->setNormalisedValue(0.2, 0, 0)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(gain->beginChange(0, 0)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(gain->setNormalisedValue(0.3, 0, 0)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(gain->endChange()), "");
     const std::vector<std::string> labels = history();
     ASSERT_EQ(labels.size(), 3u);
     EXPECT_EQ(labels[1], "Signal gain change");
@@ -200,17 +205,17 @@ TEST_F(CParamBridgeAudioTest, UIParamOnSharedAttributeOrOnNothing)
     auto* onValue = find<CUIParam>("ui.holder.on-value");
     auto* nothing = find<CUIParam>("ui.holder.nothing");
     EXPECT_EQ(onValue->getNormalisedValue(), 0.0);
-    ASSERT_EQ(takeMessage(onValue->setNormalisedValue(1.0)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(onValue->setNormalisedValue(1.0)), "");
     EXPECT_EQ(onValue->getNormalisedValue(), 1.0);
     EXPECT_GE(holder->updates, 1) << "the control hears its shared attribute";
     EXPECT_EQ(holder->shown, 1.0);
-    ASSERT_EQ(takeMessage(onValue->resetToDefault()), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(onValue->resetToDefault()), "");
     EXPECT_EQ(onValue->getNormalisedValue(), 0.0);
 
     EXPECT_EQ(nothing->getIndex(), 1);
     EXPECT_FALSE(nothing->isValid());
     EXPECT_EQ(nothing->getNormalisedValue(), 0.0);
-    ASSERT_EQ(takeMessage(nothing->setNormalisedValue(0.8)), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(nothing->setNormalisedValue(0.8)), "");
     EXPECT_EQ(nothing->getNormalisedValue(), 0.0);
 }
 

@@ -15,6 +15,8 @@
 #include "UI/Params/CUIParamUpdateHandler.h"
 #include "UI/Resources/CUiScale.h"
 #include "UI/Views/CView.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
 
 #include <functional>
 #include <string>
@@ -24,9 +26,6 @@ namespace kel
 {
 namespace paramtest
 {
-
-using processtest::takeMessage;
-using processtest::text;
 
 // A control with a value: it reads the value back each time it is told.
 class CTestParamControl : public CView, public CUIParamUpdateHandler
@@ -154,8 +153,8 @@ protected:
             extra(uiNode, knobNode);
         windowBlob = CTreeBlobWriter::write(top);
         ui = new CObject();
-        std::string error =
-            takeMessage(ui->loadFromMemory(windowBlob.data(), windowBlob.size(), true));
+        std::string error = test::CErrorText::takeMessage(
+            ui->loadFromMemory(windowBlob.data(), windowBlob.size(), true));
         if (!error.empty())
             return error;
         connector = find<CAudioInterfaceClientConnectorVST>("ui.connector");
@@ -167,9 +166,9 @@ protected:
         if (!connect)
             return "";
         connector->connect(*baseConnector);
-        error = takeMessage(client->subscribeAll());
+        error = test::CErrorText::takeMessage(client->subscribeAll());
         if (error.empty())
-            error = takeMessage(client->requestUndoHistory());
+            error = test::CErrorText::takeMessage(client->requestUndoHistory());
         if (error.empty())
             error = pump();
         return error;
@@ -182,7 +181,7 @@ protected:
         return found;
     }
 
-    std::string pump() { return takeMessage(connector->processBaseData()); }
+    std::string pump() { return test::CErrorText::takeMessage(connector->processBaseData()); }
 
     // The labels of the undo history as the client knows it (after a pump).
     std::vector<std::string> history()
@@ -193,7 +192,7 @@ protected:
         client->getUndoHistory(labels, position);
         std::vector<std::string> out;
         for (const CString& label : labels)
-            out.push_back(text(label));
+            out.push_back(test::CUtf8::of(label));
         return out;
     }
 

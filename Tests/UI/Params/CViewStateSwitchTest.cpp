@@ -47,7 +47,7 @@ protected:
 
     std::string attrOf(const char* path, const char* name)
     {
-        return text(find<CObject>(path)->getAttrString(CString(name), CString("-")));
+        return test::CUtf8::of(find<CObject>(path)->getAttrString(CString(name), CString("-")));
     }
 };
 

@@ -8,6 +8,8 @@
 #include "UI/CUiCreators.h"
 #include "UI/Resources/CUiScale.h"
 #include "UI/Views/CView.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -26,22 +28,6 @@ double testNow = 0.0;
 double testClock()
 {
     return testNow;
-}
-
-std::string text(const CString& value)
-{
-    char out[256];
-    value.toUtf8(out, sizeof out);
-    return out;
-}
-
-std::string describe(CError* error)
-{
-    if (!error)
-        return {};
-    std::string message = error->getMessage();
-    delete error;
-    return message;
 }
 
 class CViewBaseStateTest : public ::testing::Test
@@ -80,7 +66,9 @@ protected:
     {
         blob = CTreeBlobWriter::write(tree);
         root = new CObject();
-        ASSERT_EQ(describe(root->loadFromMemory(blob.data(), blob.size(), true)), "");
+        ASSERT_EQ(
+            test::CErrorText::takeMessage(root->loadFromMemory(blob.data(), blob.size(), true)),
+            "");
         box = dynamic_cast<CView*>(root->findObject(CString("ui.win.box")));
         ASSERT_NE(box, nullptr);
     }
@@ -94,17 +82,23 @@ protected:
     {
         testNow = now;
         CAttrMap params;
-        ASSERT_EQ(
-            describe(root->findObject(CString("ui.frames"))->sendEvent(CString("render"), params)),
-            "");
+        ASSERT_EQ(test::CErrorText::takeMessage(
+                      root->findObject(CString("ui.frames"))->sendEvent(CString("render"), params)),
+                  "");
     }
     double attrDouble(const char* name) const { return box->getAttrDouble(CString(name)); }
     std::string attrText(const char* name) const
     {
-        return text(box->getAttrString(CString(name), CString()));
+        return test::CUtf8::of(box->getAttrString(CString(name), CString()));
     }
-    void set(const char* names) { ASSERT_EQ(describe(box->setState(CString(names))), ""); }
-    void unset(const char* names) { ASSERT_EQ(describe(box->unsetState(CString(names))), ""); }
+    void set(const char* names)
+    {
+        ASSERT_EQ(test::CErrorText::takeMessage(box->setState(CString(names))), "");
+    }
+    void unset(const char* names)
+    {
+        ASSERT_EQ(test::CErrorText::takeMessage(box->unsetState(CString(names))), "");
+    }
 
     std::vector<uint8_t> blob;
     CObject* root = nullptr;
@@ -247,38 +241,40 @@ TEST_F(CViewBaseStateTest, ColorStatesAddUpAndSlashReplaces)
     load(tree);
 
     set("active hover");
-    EXPECT_EQ(text(box->getColorState()), "ActiveHover");
+    EXPECT_EQ(test::CUtf8::of(box->getColorState()), "ActiveHover");
     EXPECT_EQ(attrText("tick-opacity"), "0.3");
     // The order of activation decides: "/Hover" drops what came before it, not what follows.
     set("pushed");
-    EXPECT_EQ(text(box->getColorState()), "Hover");
+    EXPECT_EQ(test::CUtf8::of(box->getColorState()), "Hover");
     unset("hover pushed");
     set("pushed hover");
-    EXPECT_EQ(text(box->getColorState()), "HoverHover");
+    EXPECT_EQ(test::CUtf8::of(box->getColorState()), "HoverHover");
     unset("pushed hover");
-    EXPECT_EQ(text(box->getColorState()), "Active");
-    EXPECT_EQ(text(box->getPreviousColorState()), "HoverHover");
+    EXPECT_EQ(test::CUtf8::of(box->getColorState()), "Active");
+    EXPECT_EQ(test::CUtf8::of(box->getPreviousColorState()), "HoverHover");
     EXPECT_DOUBLE_EQ(box->getColorMorphPosition(), 1.0);
 
     // Setting an active state again evaluates nothing: the value set from outside stays.
-    ASSERT_EQ(describe(box->setAttr(CString("tick-opacity"), CAttrValue("0.7"))), "");
+    ASSERT_EQ(
+        test::CErrorText::takeMessage(box->setAttr(CString("tick-opacity"), CAttrValue("0.7"))),
+        "");
     set("active");
     EXPECT_EQ(attrText("tick-opacity"), "0.7");
     // A state that isn't declared is listed but changes nothing; the evaluation it causes
     // applies the states again.
     set("ghost");
     EXPECT_TRUE(box->isStateActive(CString("ghost")));
-    EXPECT_EQ(text(box->getColorState()), "Active");
+    EXPECT_EQ(test::CUtf8::of(box->getColorState()), "Active");
     EXPECT_EQ(attrText("tick-opacity"), "0.3");
     // Unset, the view's own value returns.
     unset("active");
     EXPECT_EQ(attrText("tick-opacity"), "0.9");
-    EXPECT_EQ(text(box->getColorState()), "");
+    EXPECT_EQ(test::CUtf8::of(box->getColorState()), "");
 
     set("range");
-    EXPECT_EQ(text(box->getImageSetRange()), "pressed");
+    EXPECT_EQ(test::CUtf8::of(box->getImageSetRange()), "pressed");
     unset("range");
-    EXPECT_EQ(text(box->getImageSetRange()), "");
+    EXPECT_EQ(test::CUtf8::of(box->getImageSetRange()), "");
 }
 
 TEST_F(CViewBaseStateTest, ColorChangeEasesOverTheMorphDuration)
@@ -292,7 +288,7 @@ TEST_F(CViewBaseStateTest, ColorChangeEasesOverTheMorphDuration)
     load(tree);
 
     set("hover");
-    EXPECT_EQ(text(box->getColorState()), "Hover");
+    EXPECT_EQ(test::CUtf8::of(box->getColorState()), "Hover");
     EXPECT_TRUE(box->isColorMorphRunning());
     EXPECT_DOUBLE_EQ(box->getColorMorphPosition(), 0.0);
     EXPECT_TRUE(isListening());
@@ -318,7 +314,7 @@ TEST_F(CViewBaseStateTest, StatesSetBeforeInitAreAppliedByTheFirstEvaluation)
         .attr("morph-duration", "3");
     load(tree);
 
-    EXPECT_EQ(text(box->getColorState()), "Active");
+    EXPECT_EQ(test::CUtf8::of(box->getColorState()), "Active");
     EXPECT_DOUBLE_EQ(attrDouble("opacity"), 0.5);
     EXPECT_FALSE(box->isColorMorphRunning());
     EXPECT_FALSE(isListening());

@@ -9,6 +9,7 @@
 #include "UI/Resources/CPalette.h"
 #include "UI/Resources/CUiScale.h"
 #include "UI/Views/CView.h"
+#include "Support/CErrorText.h"
 
 #include <gtest/gtest.h>
 
@@ -29,15 +30,6 @@ double testNow = 0.0;
 double testClock()
 {
     return testNow;
-}
-
-std::string describe(CError* error)
-{
-    if (!error)
-        return {};
-    std::string message = error->getMessage();
-    delete error;
-    return message;
 }
 
 CColor flat(uint32_t rgb)
@@ -94,21 +86,23 @@ protected:
     {
         blob = CTreeBlobWriter::write(tree);
         root = new CObject();
-        ASSERT_EQ(describe(root->loadFromMemory(blob.data(), blob.size(), true)), "");
+        ASSERT_EQ(
+            test::CErrorText::takeMessage(root->loadFromMemory(blob.data(), blob.size(), true)),
+            "");
         box = dynamic_cast<CView*>(root->findObject(CString("ui.win.box")));
         ASSERT_NE(box, nullptr);
         auto* win = dynamic_cast<CView*>(root->findObject(CString("ui.win")));
         ASSERT_NE(win, nullptr);
         win->getColors().setPalette(&palette);
-        ASSERT_EQ(describe(picture.resize(kWidth, kHeight)), "");
+        ASSERT_EQ(test::CErrorText::takeMessage(picture.resize(kWidth, kHeight)), "");
     }
     void frameAt(double now)
     {
         testNow = now;
         CAttrMap params;
-        ASSERT_EQ(
-            describe(root->findObject(CString("ui.frames"))->sendEvent(CString("render"), params)),
-            "");
+        ASSERT_EQ(test::CErrorText::takeMessage(
+                      root->findObject(CString("ui.frames"))->sendEvent(CString("render"), params)),
+                  "");
     }
     // Draws the box over the background as the window does, in one sector that covers the
     // window; empty when the box's rectangle is inside everywhere and the rest is background,
@@ -153,7 +147,7 @@ TEST_F(CViewBaseTest, FilledViewEasesFromOneStateRowToTheNextAndBack)
     load(tree);
     EXPECT_EQ(renderDiffers(0x000000), "");
 
-    ASSERT_EQ(describe(box->setState(CString("hover"))), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(box->setState(CString("hover"))), "");
     // Position 0.0: still the row it comes from.
     ASSERT_TRUE(box->isColorMorphRunning());
     EXPECT_EQ(renderDiffers(0x000000), "");
@@ -171,7 +165,7 @@ TEST_F(CViewBaseTest, FilledViewEasesFromOneStateRowToTheNextAndBack)
     // And back: a quarter of the time is 0.5 * (1 + sin(-pi / 4)) = 0.146447 of the way, so
     // 0x64 = 100 falls to 85.4 (0x55) and 0xC8 = 200 to 170.7 (0xAB).
     testNow = 102.0;
-    ASSERT_EQ(describe(box->unsetState(CString("hover"))), "");
+    ASSERT_EQ(test::CErrorText::takeMessage(box->unsetState(CString("hover"))), "");
     frameAt(102.25);
     EXPECT_EQ(renderDiffers(0x5555ab), "");
     // Past 0.95 of the curve (0.856 of the time) the change is over.

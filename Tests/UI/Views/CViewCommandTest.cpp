@@ -11,6 +11,8 @@
 #include "UI/Resources/CUiScale.h"
 #include "UI/Views/CView.h"
 #include "UI/Views/CViewCommand.h"
+#include "Support/CErrorText.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -21,22 +23,6 @@ using namespace kel;
 
 namespace
 {
-
-std::string text(const CString& value)
-{
-    char out[256];
-    value.toUtf8(out, sizeof out);
-    return out;
-}
-
-std::string describe(CError* error)
-{
-    if (!error)
-        return {};
-    std::string message = error->getMessage();
-    delete error;
-    return message;
-}
 
 // Notes the parameters of each "ping" it gets.
 class CPingTarget : public CObject
@@ -95,7 +81,7 @@ protected:
     {
         blob = CTreeBlobWriter::write(tree);
         root = new CObject();
-        return describe(root->loadFromMemory(blob.data(), blob.size(), true));
+        return test::CErrorText::takeMessage(root->loadFromMemory(blob.data(), blob.size(), true));
     }
     // A window's root view "win" with a view "box" and a view "other" under it, a ping target,
     // a holder of a flag and a shared attribute beside it.
@@ -122,7 +108,9 @@ protected:
     }
     void run(const char* eventName, const CAttrMap& params = CAttrMap())
     {
-        ASSERT_EQ(describe(view("box")->runCommands(CString(eventName), params)), "");
+        ASSERT_EQ(
+            test::CErrorText::takeMessage(view("box")->runCommands(CString(eventName), params)),
+            "");
     }
     bool isActive(const char* viewName, const char* stateName) const
     {
@@ -175,7 +163,9 @@ TEST_F(CViewCommandTest, CommandsOfOneEventRunInCreationOrderPastASkippedOne)
     EXPECT_FALSE(isActive("box", "by-idle"));
 
     // A destroyed command leaves its event's list; the others still run.
-    ASSERT_EQ(describe(view("box")->unsetState(CString("by-first by-third armed"))), "");
+    ASSERT_EQ(
+        test::CErrorText::takeMessage(view("box")->unsetState(CString("by-first by-third armed"))),
+        "");
     CObject::destroyObject(root->findObject(CString("ui.win.box.arm")));
     run("poke");
     run("poke");
@@ -220,14 +210,14 @@ TEST_F(CViewCommandTest, RunEventCarriesForwardedAndListedParams)
     EXPECT_EQ(ping.find(CString("absent")), nullptr);
     EXPECT_EQ(ping.find(CString("other")), nullptr);
     ASSERT_NE(ping.find(CString("mode")), nullptr);
-    EXPECT_EQ(text(ping.find(CString("mode"))->getString()), "fast");
-    EXPECT_EQ(text(ping.find(CString("sender"))->getString()), "ui.win.box");
+    EXPECT_EQ(test::CUtf8::of(ping.find(CString("mode"))->getString()), "fast");
+    EXPECT_EQ(test::CUtf8::of(ping.find(CString("sender"))->getString()), "ui.win.box");
 
     CAttrMap stateParams;
     stateParams.set(CString("state"), CAttrValue("active"));
     run("mouse-release", stateParams);
     EXPECT_TRUE(isActive("other", "active"));
-    EXPECT_EQ(text(view("other")->getAttrString(CString("tick-opacity"))), "0.4");
+    EXPECT_EQ(test::CUtf8::of(view("other")->getAttrString(CString("tick-opacity"))), "0.4");
     // "other" has no commands of "poke": nothing happens, nothing fails.
     run("mouse-wheel");
 }
@@ -277,7 +267,9 @@ TEST_F(CViewCommandTest, StateTargetAndSharedAttributeReset)
         .attr("unset-state", "a");
     ASSERT_EQ(load(tree), "");
     CObject* tablet = root->findObject(CString("ui.tablet"));
-    ASSERT_EQ(describe(tablet->setAttr(CString("tablet-mode"), CAttrValue("true"))), "");
+    ASSERT_EQ(
+        test::CErrorText::takeMessage(tablet->setAttr(CString("tablet-mode"), CAttrValue("true"))),
+        "");
 
     run("poke");
     EXPECT_TRUE(isActive("other", "active"));

@@ -12,6 +12,7 @@
 #include "UI/Views/CView.h"
 #include "UI/Windows/CWindow.h"
 #include "UI/Windows/CWindowSharedData.h"
+#include "Support/CErrorText.h"
 
 #include <gtest/gtest.h>
 
@@ -138,7 +139,7 @@ protected:
         ASSERT_EQ(root->setAttr(CString("ParentWindow"), CAttrValue(static_cast<void*>(&parent))),
                   nullptr);
         CError* error = root->loadFromMemory(blob.data(), blob.size(), true);
-        ASSERT_EQ(error, nullptr) << describe(error);
+        ASSERT_EQ(error, nullptr) << test::CErrorText::takeChain(error);
         ASSERT_EQ(display.open(), nullptr);
         auto* shared =
             dynamic_cast<CWindowSharedData*>(root->findObject(CString("ui.window-shared-data")));
@@ -147,7 +148,7 @@ protected:
         window = dynamic_cast<CWindow*>(root->findObject(CString("ui.win.window-renderer")));
         ASSERT_NE(window, nullptr);
         error = window->createWindow();
-        ASSERT_EQ(error, nullptr) << describe(error);
+        ASSERT_EQ(error, nullptr) << test::CErrorText::takeChain(error);
         screen = dynamic_cast<CHeadlessWindow*>(window->getNativeWindow());
         ASSERT_NE(screen, nullptr);
     }
@@ -157,15 +158,6 @@ protected:
         display.close();
     }
 
-    static std::string describe(CError* error)
-    {
-        if (!error)
-            return {};
-        char chain[2048];
-        error->formatChain(chain, static_cast<int>(sizeof chain));
-        delete error;
-        return chain;
-    }
     CTestView* view(const char* name) const
     {
         CString path("ui.win");
@@ -353,7 +345,9 @@ TEST_F(CWindowTest, ABlockedWindowTakesNoInputUntilItsBlockerGoes)
     ASSERT_TRUE(view("panel")->isHover());
     // As a command of a view that opens a modal window sends it.
     CAttrMap params;
-    ASSERT_EQ(describe(view("panel")->callEventProc(CString("block-window"), params)), "");
+    ASSERT_EQ(
+        test::CErrorText::takeChain(view("panel")->callEventProc(CString("block-window"), params)),
+        "");
     EXPECT_TRUE(window->isBlocked());
     EXPECT_NE(view("panel.window-blocker"), nullptr);
     EXPECT_FALSE(view("panel")->isHover()) << "no view stays in hover under a modal window";
@@ -363,7 +357,9 @@ TEST_F(CWindowTest, ABlockedWindowTakesNoInputUntilItsBlockerGoes)
     send(CNativeWindow::CInputEvent::kMouseMove, 22, 22);
     EXPECT_TRUE(view("panel")->events.empty());
 
-    ASSERT_EQ(describe(view("panel")->callEventProc(CString("unblock-window"), params)), "");
+    ASSERT_EQ(test::CErrorText::takeChain(
+                  view("panel")->callEventProc(CString("unblock-window"), params)),
+              "");
     EXPECT_FALSE(window->isBlocked());
     EXPECT_EQ(view("panel.window-blocker"), nullptr);
     click(20, 20, 5000);
@@ -388,7 +384,7 @@ TEST_F(CWindowTest, APopupOpensBelowItsOpenerAboveItsWindowAndClosesOnAPressElse
 {
     auto* popup = dynamic_cast<CWindow*>(root->findObject(CString("ui.pop.window-renderer")));
     ASSERT_NE(popup, nullptr);
-    ASSERT_EQ(describe(popup->createWindow()), "");
+    ASSERT_EQ(test::CErrorText::takeChain(popup->createWindow()), "");
     auto* shown = dynamic_cast<CHeadlessWindow*>(popup->getNativeWindow());
     ASSERT_NE(shown, nullptr);
     // The panel is 10..110 x 10..70 in a window at the screen's origin.
@@ -404,7 +400,8 @@ TEST_F(CWindowTest, APopupOpensBelowItsOpenerAboveItsWindowAndClosesOnAPressElse
 
     // An alignment the window does not know is an error.
     ASSERT_EQ(popup->setAttr(CString("window-alignment"), CAttrValue("sideways")), nullptr);
-    EXPECT_NE(describe(popup->createWindow()).find("Invalid window alignment 'sideways'"),
+    EXPECT_NE(test::CErrorText::takeChain(popup->createWindow())
+                  .find("Invalid window alignment 'sideways'"),
               std::string::npos);
 }
 
