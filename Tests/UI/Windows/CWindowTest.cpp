@@ -124,6 +124,9 @@ protected:
         sensor.add("ui:view-command", "taken")
             .attr("on-event", "mouse-press")
             .attr("set-state", "second");
+        // ... and eases its opacity back over a second when the state "dim" goes.
+        sensor.attr("opacity", "1").attr("morph-duration", "1");
+        sensor.add("ui:view-state", "dim").attr("state-name", "dim").attr("opacity", "0");
         ui.addTemplate("ui:window-blocker", "test:view")
             .attr("placement", "window-overlay")
             .attr("fill", "0x000000");
@@ -364,6 +367,49 @@ TEST_F(CWindowTest, ABlockedWindowTakesNoInputUntilItsBlockerGoes)
     EXPECT_EQ(view("panel.window-blocker"), nullptr);
     click(20, 20, 5000);
     EXPECT_EQ(view("panel")->events, (std::vector<std::string>{"mouse-press", "mouse-release"}));
+}
+
+TEST_F(CWindowTest, AMorphRedrawsTheSectorsOfItsViewAndNothingElse)
+{
+    static double now = 100.0;
+    CViewBaseState::setClockSource([] { return now; });
+    CTestView* sensor = view("sensor");
+    ASSERT_NE(sensor, nullptr);
+    const CLinearBitmap::Rect area = sensor->getViewRect();
+    const int size = CSectorMap::kSectorSize;
+    const int sectors = ((area.right - 1) / size - area.left / size + 1) *
+                        ((area.bottom - 1) / size - area.top / size + 1);
+    window->renderStep();
+    uint64_t sent = window->getSectorsSent();
+    const auto sentByFrame = [&](double at)
+    {
+        now = at;
+        window->renderStep();
+        const uint64_t before = sent;
+        sent = window->getSectorsSent();
+        return static_cast<int>(sent - before);
+    };
+    EXPECT_EQ(sentByFrame(100.1), 0) << "nothing changed";
+
+    ASSERT_EQ(test::CErrorText::takeMessage(sensor->setState(CString("dim"))), "");
+    EXPECT_EQ(sentByFrame(100.2), sectors);
+    // The drop counts as running until its end time: its last frame may draw the view once more,
+    // never anything else.
+    const int atEnd = sentByFrame(101.5);
+    EXPECT_TRUE(atEnd == 0 || atEnd == sectors) << atEnd;
+    EXPECT_EQ(sentByFrame(101.6), 0) << "the drop is over";
+
+    ASSERT_EQ(test::CErrorText::takeMessage(sensor->unsetState(CString("dim"))), "");
+    for (const double at : {101.85, 102.1, 102.35})
+    {
+        EXPECT_EQ(sentByFrame(at), sectors) << at;
+        EXPECT_GT(sensor->getAttrDouble(CString("opacity")), 0.0);
+    }
+    EXPECT_EQ(sentByFrame(103.0), sectors) << "the last step of the morph";
+    EXPECT_DOUBLE_EQ(sensor->getAttrDouble(CString("opacity")), 1.0);
+    EXPECT_EQ(sentByFrame(104.0), 0);
+    EXPECT_EQ(sectors, 1) << "the sensor lies in one sector: the counts above are that sector";
+    CViewBaseState::setClockSource(nullptr);
 }
 
 TEST_F(CWindowTest, AnExposedAreaIsSentAgainFromTheSectorsThatMeetIt)
