@@ -62,7 +62,6 @@ public:
     int getHostIndex() const { return hostIndex.load(std::memory_order_relaxed); }
     CAudioParam* getParam() const { return param; }
     int getGroup() const { return group; }
-    int getElementIndex() const { return elementIndex; }
 
     // CAudioParamListener: a change of the parameter, under its lock.
     void onParamChange(CAudioParam& changed, const CAudioParamChange& change,

@@ -118,7 +118,8 @@ public:
         int32_t option;
     };
 
-    // What message 29 reaches: the plug-in instance. [ui thread: the client's calls come through the base connector]
+    // What message 29 reaches: the plug-in instance. [ui thread: the client's calls come through
+    // the base connector]
     class CInstanceHook
     {
     public:
@@ -157,7 +158,6 @@ public:
     // The block's time stamp (the instance's clock, seconds). No lock, no allocation.
     // [audio thread]
     void setBlockTimeStamp(double timeStampSec);
-    double getBlockTimeStamp() const { return blockTimeStampSec.load(std::memory_order_relaxed); }
 
     // ---- client operations (the connector, under its processing lock) ----
 

@@ -145,7 +145,6 @@ public:
     int getGroupCount() const { return groupCount; }
     int getInternalChannelCount() const { return internalChannelCount; }
     void getIOChannelCounts(int& outInputs, int& outOutputs, int& outSideChain) const;
-    const CGroupNamesParamListener& getGroupNames() const { return groupNames; }
 
     // ---- from the connector ----
 

@@ -28,7 +28,6 @@ public:
     void connect(CAudioInterfaceBaseConnectorVST& baseConnector);
     void disconnect();
     bool isConnected() const { return baseConnector.load() != nullptr; }
-    int32_t getClientId() const { return clientId; }
 
     // "Not connected to the audio side." without a base connector; else the base connector's
     // answer to the message.

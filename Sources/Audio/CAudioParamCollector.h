@@ -149,7 +149,6 @@ public:
     [[nodiscard]] CError* init() override;
     void detachLinks() override;
 
-    CAudioEnv* getEnv() const { return env; }
     // Not owned; for a collector made outside a tree.
     void setEnv(CAudioEnv* audioEnv) { env = audioEnv; }
 

@@ -31,7 +31,6 @@ public:
 
     void clear();
     int getCount() const { return items.getCount(); }
-    int32_t getHighestId() const { return highestId; }
 
     // The id of an equal string already in the table, or a new id for it.
     int32_t addString(const CString& text);

@@ -17,7 +17,6 @@ public:
     [[nodiscard]] CError* init() override;
 
     const CArray<CString>& getSourceNames() const { return sourceNames; }
-    const CArray<CString>& getDestinationNames() const { return destinationNames; }
 
 private:
     CArray<CString> sourceNames;

@@ -105,12 +105,6 @@ public:
 
     // ---- attributes ----
 
-    // With the "." appended: "plugin.modMain.".
-    const CString& getHierarchy() const { return hierarchy; }
-    const CString& getPresetId() const { return presetId; }
-    bool isMaster() const { return master; }
-    bool isEnumerated() const { return enumerated; }
-    const CString& getPresetNaming() const { return presetNaming; }
     CAudioParamCollector* getCollector() const { return collector; }
     // Not owned; the tree's `param-undo` object unless set here (tests, a sink made elsewhere).
     void setUndoSink(CUndoSink* sink) { undoSink = sink; }

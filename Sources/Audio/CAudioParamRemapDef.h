@@ -19,7 +19,6 @@ public:
     [[nodiscard]] CError* init() override;
 
     const CString& getOrigName() const { return origName; }
-    const CString& getNewName() const { return newName; }
     // Full name of the parameter to use, for the process whose full name is processPath.
     CString resolveNewName(const CString& processPath) const;
 

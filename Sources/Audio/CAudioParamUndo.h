@@ -92,9 +92,6 @@ protected:
     // of addRecord held it. [any thread; the setter's]
     virtual void onHistoryChanged() {}
 
-    // The undo lock, for a derived class that makes several calls one critical section.
-    CLock& getUndoLock() const { return undoLock; }
-
 private:
     // Answers whether the history changed in a way that must be announced.
     bool addRecordLocked(CAudioParamUndoRecord* record);

@@ -77,10 +77,8 @@ public:
     [[nodiscard]] virtual CError* setup(const CSetup& conditions);
 
     const CString& getName() const { return name; }
-    const CString& getPath() const { return path; }
     const CAudioProcessDefBase* getDef() const { return def; }
     int getInputPortCount() const { return inputs.getCount(); }
-    int getOutputPortCount() const { return outputs.getCount(); }
     CAudioProcessPort* getInputPort(int port) const;
     CAudioProcessPort* getOutputPort(int port) const;
     // A parameter this process declared, by leaf name; null if none.

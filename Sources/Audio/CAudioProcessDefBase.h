@@ -25,19 +25,12 @@ public:
     [[nodiscard]] virtual CError* createProcess(CAudioProcessBase*& out) const = 0;
 
     bool isSmoothUpdate() const { return smoothUpdate; }
-    bool isMultiband() const { return multiband; }
-    bool isStacked() const { return stacked; }
-    int getStackIndexShift() const { return stackIndexShift; }
     bool isGrouped() const { return grouped; }
-    bool isWhole() const { return whole; }
     bool isTerminalWhole() const { return terminalWhole; }
-    bool isPrototype() const { return prototype; }
-    bool isOutOfOrder() const { return outOfOrder; }
     bool isGroup0() const { return group0; }
     bool isElement0() const { return element0; }
     bool usesAllParamGroups() const { return allParamGroups; }
     bool usesAllParamElements() const { return allParamElements; }
-    bool isWeightedInput() const { return weightedInput; }
     bool usesTimeShift() const { return timeShift; }
     // Crossfade of a smooth update, seconds; 0.015 unless `xfade-length` says otherwise, and
     // never below 0.0001.

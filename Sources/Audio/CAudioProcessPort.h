@@ -43,7 +43,6 @@ public:
 
     // [set-up] Not owned; a port subscribes once.
     void subscribe(CAudioProcessPort* input);
-    int getSubscriberCount() const { return subscribers.getCount(); }
     // Whether anything publishes into this port (set by subscribe on the input's side).
     bool isConnected() const { return connected; }
     void setConnected(bool isConnected) { connected = isConnected; }

@@ -91,9 +91,7 @@ public:
     // Channels offered to a host that allows more than two, and routing groups.
     int getIntChannelCount() const { return intChannelCount; }
     int getGroupCount() const { return groupCount; }
-    bool hasSidechainInput() const { return hasSidechain; }
     bool getUseHostBpm() const { return useHostBpm; }
-    int getOversamplingLevel() const { return oversamplingLevel; }
 
     // --- Set-up ---
     void setSampleRate(double rateHz);
@@ -193,7 +191,6 @@ public:
     CAudioParamCollector* getParamCollector() const { return paramCollector; }
     CAudioParamRegistry* getParamRegistry() const { return paramRegistry; }
     CAudioExtParamList* getExtParamList() const { return extParamList; }
-    CAudioCCTable* getCCTable() const { return ccTable; }
     CAudioInterfaceBase* getInterfaceBase() const { return interfaceBase; }
     CAudioVizCollector* getVizCollector() const { return vizCollector; }
     // The environment's clock: seconds of audio processed since init. [audio thread]

@@ -268,7 +268,6 @@ public:
     // answers the number of calls made. Zero in this product. [the context's thread; the queue
     // itself is under the context's lock]
     void setWorkerCount(int count) { workerCount = count; }
-    int getWorkerCount() const { return workerCount; }
     int runDeferred();
     int64_t getQueuedCost();
 

@@ -51,7 +51,6 @@ public:
     // Line (from 1) and characters taken on it, as the messages give them.
     int getLine() const { return line; }
     int getPos() const { return pos; }
-    const char* getFileName() const { return fileName; }
 
     static bool isWhiteSpace(uint32_t c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
     static bool isIdChar(uint32_t c);

@@ -38,7 +38,6 @@ public:
         if (level > 0)
             --level;
     }
-    int getIndent() const { return level; }
 
 private:
     [[nodiscard]] CError* put(const char* bytes, size_t count);

@@ -20,8 +20,6 @@ public:
     void readParams() override { muted = muteValue > 0.5; }
     void process() override;
 
-    bool isMuted() const { return muted; }
-
 private:
     double muteValue = 0.0;
     bool muted = false;

@@ -20,8 +20,6 @@ public:
     // [set-up] The host's buffer shape; interleaved output has one buffer of `count` channels.
     void setOutputShape(bool isDouble, bool isInterleaved, int count);
     bool isOutputDouble() const { return outputDouble; }
-    bool isOutputInterleaved() const { return outputInterleaved; }
-    int getOutputCount() const { return outputCount; }
     // The graph's latency in frames, as reported to the environment.
     void setLatencyFrames(int frames) { latencyFrames = frames; }
 

@@ -96,8 +96,6 @@ public:
 
     Phase getPhase() const { return static_cast<Phase>(phase); }
     int getCountdown() const { return countdown; }
-    int getSignalType() const { return signalType; }
-    double getEventGain() const { return eventGain; }
     double getSampleRate() const { return sampleRate; }
     int getFadeLength() const { return fadeLength; }
 

@@ -45,7 +45,6 @@ public:
     // step up, anything else one step down. True when an open window took it.
     bool onWheel(float distance) override;
 
-    CAudioWrapperVST* getWrapper() const { return wrapper; }
     CObject* getUiRoot() const { return uiRoot; }
     CWindow* getRenderer() const { return renderer; }
     CEditorPump* getPump() const { return pump; }
