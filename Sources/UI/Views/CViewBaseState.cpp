@@ -40,27 +40,6 @@ double timePosition(double now, double start, double end)
     return t < 0.0 ? 0.0 : t;
 }
 
-bool isBlank(uint16_t unit)
-{
-    return unit == ' ' || unit == '\t' || unit == '\r' || unit == '\n';
-}
-
-void splitNames(const CString& names, CArray<CString>& out)
-{
-    int start = -1;
-    for (int i = 0; i <= names.getLength(); ++i)
-    {
-        const bool blank = i == names.getLength() || isBlank(names.getUnit(i));
-        if (!blank && start < 0)
-            start = i;
-        else if (blank && start >= 0)
-        {
-            out.add(names.substring(start, i - start));
-            start = -1;
-        }
-    }
-}
-
 int morphIndexOf(const CString& attrName)
 {
     for (int i = 0; i < CViewBaseState::kMorphCount; ++i)
@@ -83,7 +62,28 @@ double readMorphValue(const CString& text, bool& outIsPercent)
     return value;
 }
 
+bool isBlank(uint16_t unit)
+{
+    return unit == ' ' || unit == '\t' || unit == '\r' || unit == '\n';
+}
+
 } // namespace
+
+void CViewBaseState::splitNames(const CString& names, CArray<CString>& out)
+{
+    int start = -1;
+    for (int i = 0; i <= names.getLength(); ++i)
+    {
+        const bool blank = i == names.getLength() || isBlank(names.getUnit(i));
+        if (!blank && start < 0)
+            start = i;
+        else if (blank && start >= 0)
+        {
+            out.add(names.substring(start, i - start));
+            start = -1;
+        }
+    }
+}
 
 double CViewBaseState::getClock()
 {

@@ -82,6 +82,10 @@ public:
     bool isStateActive(const CString& stateName) const;
     const CArray<CString>& getActiveStates() const { return activeStates; }
 
+    // The names of a list separated by blanks ("hover active"), as states and commands write
+    // them; empty names are dropped.
+    static void splitNames(const CString& names, CArray<CString>& out);
+
     // Runs the commands filed under eventName, in the order of their creation, with the event's
     // parameters. The first error ends the walk.
     [[nodiscard]] CError* runCommands(const CString& eventName, const CAttrMap& params);

@@ -7,32 +7,6 @@
 namespace kel
 {
 
-namespace
-{
-
-bool isBlank(uint16_t unit)
-{
-    return unit == ' ' || unit == '\t' || unit == '\r' || unit == '\n';
-}
-
-void splitNames(const CString& names, CArray<CString>& out)
-{
-    int start = -1;
-    for (int i = 0; i <= names.getLength(); ++i)
-    {
-        const bool blank = i == names.getLength() || isBlank(names.getUnit(i));
-        if (!blank && start < 0)
-            start = i;
-        else if (blank && start >= 0)
-        {
-            out.add(names.substring(start, i - start));
-            start = -1;
-        }
-    }
-}
-
-} // namespace
-
 CViewCommand::~CViewCommand()
 {
     if (ownerView)
@@ -97,7 +71,8 @@ CError* CViewCommand::runEvent(CViewBaseState& view, const CAttrMap& params)
     }
     CAttrMap eventParams;
     CArray<CString> forwarded;
-    splitNames(getAttrString(CString("run-event-forward-params"), CString()), forwarded);
+    CViewBaseState::splitNames(getAttrString(CString("run-event-forward-params"), CString()),
+                               forwarded);
     for (const CString& paramName : forwarded)
     {
         if (const CAttrValue* value = params.find(paramName))

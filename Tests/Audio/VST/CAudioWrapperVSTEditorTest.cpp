@@ -12,6 +12,7 @@
 #include "Core/CSystem.h"
 #include "Core/Platform/CLock.h"
 #include "Core/Platform/CThisThread.h"
+#include "CHeadlessEditorFixture.h"
 #include "Support/CFakeHost.h"
 #include "Support/CMallocCounter.h"
 #include "Support/CTreeBlobWriter.h"
@@ -36,47 +37,13 @@ using namespace kel;
 namespace
 {
 
-CNativeDisplay* makeHeadless()
-{
-    return new CHeadlessDisplay();
-}
-
-std::vector<std::string>& shownErrors()
-{
-    static std::vector<std::string> errors;
-    return errors;
-}
-
-class CAudioWrapperVSTEditorTest : public ::testing::Test
+class CAudioWrapperVSTEditorTest : public CHeadlessEditorFixture
 {
 protected:
-    void SetUp() override
-    {
-        CAudioWrapperVSTEditor::setDisplayMaker(&makeHeadless);
-        shownErrors().clear();
-        CSystem::setErrorPresenter([](const char*, const char*, const char* details, void*)
-                                   { shownErrors().push_back(details); },
-                                   nullptr);
-        ASSERT_EQ(CAudioWrapperVST::create(host.callback(), &effect, 2), nullptr);
-        editor = static_cast<CAudioWrapperVSTEditor*>(
-            static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(effect))->getEditor());
-    }
-    void TearDown() override
-    {
-        CFakeHost::close(effect);
-        CSystem::setErrorPresenter(nullptr, nullptr);
-        CAudioWrapperVSTEditor::setDisplayMaker(nullptr);
-    }
-
     CHeadlessWindow* mainWindow() const
     {
         return dynamic_cast<CHeadlessWindow*>(editor->getRenderer()->getNativeWindow());
     }
-
-    CFakeHost host;
-    AEffect* effect = nullptr;
-    CAudioWrapperVSTEditor* editor = nullptr;
-    int parent = 0;
 };
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "Audio/VST/CAudioWrapperVSTEditor.h"
 #include "Core/CGlobalSettings.h"
 #include "Core/CSystem.h"
+#include "CHeadlessEditorFixture.h"
 #include "Support/CFakeHost.h"
 #include "Support/CUtf8.h"
 #include "UI/Controls/CKnob.h"
@@ -30,38 +31,18 @@ namespace
 constexpr int kGainIndex = 4;
 const char* const kGainKnob = "ui.main-window.c.title-frame.knob-gain.knob";
 
-CNativeDisplay* makeHeadless()
-{
-    return new CHeadlessDisplay();
-}
-
-std::vector<std::string>& shownErrors()
-{
-    static std::vector<std::string> errors;
-    return errors;
-}
-
-class CAudioWrapperVSTGestureTest : public ::testing::Test
+class CAudioWrapperVSTGestureTest : public CHeadlessEditorFixture
 {
 protected:
     void SetUp() override
     {
-        CAudioWrapperVSTEditor::setDisplayMaker(&makeHeadless);
-        shownErrors().clear();
-        CSystem::setErrorPresenter([](const char*, const char*, const char* details, void*)
-                                   { shownErrors().push_back(details); },
-                                   nullptr);
-        ASSERT_EQ(CAudioWrapperVST::create(host.callback(), &effect, 2), nullptr);
-        wrapper = static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(effect));
-        editor = static_cast<CAudioWrapperVSTEditor*>(wrapper->getEditor());
+        CHeadlessEditorFixture::SetUp();
         CFakeHost::startUp(effect, 48000.0f, 512);
         openEditor();
     }
     void TearDown() override
     {
-        CFakeHost::close(effect);
-        CSystem::setErrorPresenter(nullptr, nullptr);
-        CAudioWrapperVSTEditor::setDisplayMaker(nullptr);
+        CHeadlessEditorFixture::TearDown();
         EXPECT_TRUE(shownErrors().empty()) << shownErrors().front();
     }
 
@@ -160,13 +141,8 @@ protected:
         return expected;
     }
 
-    CFakeHost host;
-    AEffect* effect = nullptr;
-    CAudioWrapperVST* wrapper = nullptr;
-    CAudioWrapperVSTEditor* editor = nullptr;
     CKnob* knob = nullptr;
     CUIParam* uiParam = nullptr;
-    int parent = 0;
     int centreX = 0;
     int centreY = 0;
     uint32_t clockMs = 1000;

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Audio/VST/CAudioWrapperVST.h"
+#include "Audio/VST/CAudioWrapperVSTEditor.h"
+#include "Core/CSystem.h"
+#include "Support/CFakeHost.h"
+#include "UI/Platform/Headless/CHeadlessDisplay.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace kel
+{
+
+// One plug-in instance from the VST layer whose editor opens on the headless screen, with the
+// error window replaced by a list of what it would have shown. [the test's thread]
+class CHeadlessEditorFixture : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        CAudioWrapperVSTEditor::setDisplayMaker([]() -> CNativeDisplay*
+                                                { return new CHeadlessDisplay(); });
+        shownErrors().clear();
+        CSystem::setErrorPresenter([](const char*, const char*, const char* details, void*)
+                                   { shownErrors().push_back(details); },
+                                   nullptr);
+        ASSERT_EQ(CAudioWrapperVST::create(host.callback(), &effect, 2), nullptr);
+        wrapper = static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(effect));
+        editor = static_cast<CAudioWrapperVSTEditor*>(wrapper->getEditor());
+    }
+    void TearDown() override
+    {
+        CFakeHost::close(effect);
+        CSystem::setErrorPresenter(nullptr, nullptr);
+        CAudioWrapperVSTEditor::setDisplayMaker(nullptr);
+    }
+
+    // What the error window was given since SetUp, details only.
+    static std::vector<std::string>& shownErrors()
+    {
+        static std::vector<std::string> errors;
+        return errors;
+    }
+
+    CFakeHost host;
+    AEffect* effect = nullptr;
+    CAudioWrapperVST* wrapper = nullptr;
+    CAudioWrapperVSTEditor* editor = nullptr;
+    int parent = 0;
+};
+
+} // namespace kel
