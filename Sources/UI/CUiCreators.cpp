@@ -3,7 +3,11 @@
 #include "UI/Controls/CFrame.h"
 #include "UI/Controls/CKnob.h"
 #include "UI/Controls/CPicture.h"
+#include "UI/Controls/CTextView.h"
 #include "UI/Controls/CWindowDrag.h"
+#include "UI/Lists/CDynListValueList.h"
+#include "UI/Lists/CValueList.h"
+#include "UI/Lists/CValueListAudio.h"
 #include "UI/Params/CParamBridgeAudio.h"
 #include "UI/Params/CParamGroupSelector.h"
 #include "UI/Params/CUIParam.h"
@@ -30,13 +34,17 @@ CError* CUiCreators::registerAll()
         CCreatorRow::of<CFontObject>("font"),
         CCreatorRow::of<CImageSetObject>("imageset"),
         CCreatorRow::of<CPaletteObject>("palette"),
+        CCreatorRow::of<CDynListValueList>("ui:dynlist-value-list"),
         CCreatorRow::of<CFrame>("ui:frame"),
         CCreatorRow::of<CKnob>("ui:knob"),
         CCreatorRow::of<CParamBridgeAudio>("ui:param-bridge"),
         CCreatorRow::of<CParamGroupSelector>("ui:param-group-selector"),
         CCreatorRow::of<CPicture>("ui:picture"),
+        CCreatorRow::of<CTextView>("ui:textview"),
         CCreatorRow::of<CUIParam>("ui:ui-param"),
         CCreatorRow::of<CUIParamController>("ui:ui-param-controller"),
+        CCreatorRow::of<CValueListAudio>("ui:value-list"),
+        CCreatorRow::of<CValueList>("ui:value-list-manual"),
         CCreatorRow::of<CView>("ui:view"),
         CCreatorRow::of<CViewColorSlot>("ui:view-color-slot"),
         CCreatorRow::of<CViewCommand>("ui:view-command"),

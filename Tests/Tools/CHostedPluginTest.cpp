@@ -309,12 +309,72 @@ TEST(CHostedPlugin, LoadFailuresAreErrorsAndLeaveNothingLoaded)
               "kelstr_CVstLibrary_open_LoadFailed");
     EXPECT_EQ(CErrorText::takeKey(plugin.load("libm.so.6")), "kelstr_CVstLibrary_open_NoEntry");
     EXPECT_FALSE(plugin.isLoaded());
+}
 
-    // A host that predates the version query is refused by the plug-in.
-    host.setHostVersion(0);
-    EXPECT_EQ(CErrorText::takeKey(plugin.load(KEL_FAKE_PLUGIN_PATH)),
-              "kelstr_CHostedPlugin_load_Refused");
+// A plug-in linked into the test program. Its entry asks for the host's version before its
+// record exists, as plug-ins do, and keeps the callback to ask more later.
+VstHostCallback gLinkedHost = nullptr;
+intptr_t gLinkedVersion = 0;
+AEffect gLinkedRecord = {};
+
+intptr_t linkedDispatcher(AEffect*, int32_t opcode, int32_t, intptr_t, void*, float)
+{
+    return opcode == kEffClose ? 1 : 0;
+}
+
+// Gives the record if `Magic` is the format's, a foreign one else, none if the host is too old.
+template <int32_t Magic> AEffect* linkedEntry(VstHostCallback host)
+{
+    gLinkedHost = host;
+    gLinkedVersion = host(nullptr, kHostVersion, 0, 0, nullptr, 0.0f);
+    if (gLinkedVersion < 2400)
+        return nullptr;
+    gLinkedRecord = {};
+    gLinkedRecord.magic = Magic;
+    gLinkedRecord.dispatcher = &linkedDispatcher;
+    return &gLinkedRecord;
+}
+
+TEST(CHostedPlugin, AttachedPluginIsAnsweredFromItsEntryOnAndRefusalsAreErrors)
+{
+    CVstHost host;
+    host.setHostVersion(2401);
+    CHostedPlugin plugin(host);
+    // One loaded from its library first: attaching unloads it.
+    ASSERT_EQ(CErrorText::takeKey(plugin.load(KEL_FAKE_PLUGIN_PATH)), "");
+    plugin.clearRecords();
+    ASSERT_EQ(CErrorText::takeKey(plugin.attach(&linkedEntry<kVstEffectMagic>, "linked")), "");
+    EXPECT_EQ(plugin.countDispatches(kEffClose), 1);
+    EXPECT_EQ(plugin.getEffect(), &gLinkedRecord);
+    // The version query before the record existed got this host's answer and was recorded.
+    EXPECT_EQ(gLinkedVersion, 2401);
+    const auto versions = plugin.getCallbacks(kHostVersion);
+    ASSERT_EQ(versions.size(), 1u);
+    EXPECT_EQ(versions[0].threadId, kel::CThisThread::id());
+    // Later calls come with the record; the plug-in's folder is the current one.
+    EXPECT_STREQ(reinterpret_cast<const char*>(
+                     gLinkedHost(&gLinkedRecord, kHostGetDirectory, 0, 0, nullptr, 0.0f)),
+                 ".");
+    EXPECT_EQ(plugin.countCallbacks(kHostGetDirectory), 1);
+    EXPECT_EQ(plugin.close(), 1);
     EXPECT_FALSE(plugin.isLoaded());
+
+    std::unique_ptr<CError> foreign(plugin.attach(&linkedEntry<0x12345678>, "linked"));
+    ASSERT_TRUE(foreign);
+    EXPECT_STREQ(foreign->getKey(), "kelstr_CHostedPlugin_load_BadMagic");
+    EXPECT_STREQ(foreign->getMessage(), "'linked' did not return an effect record.");
+    EXPECT_FALSE(plugin.isLoaded());
+
+    // A host that predates the version query gets no record: the entry refused.
+    host.setHostVersion(2300);
+    std::unique_ptr<CError> refused(plugin.attach(&linkedEntry<kVstEffectMagic>, "linked"));
+    ASSERT_TRUE(refused);
+    EXPECT_STREQ(refused->getKey(), "kelstr_CHostedPlugin_load_Refused");
+    EXPECT_STREQ(refused->getMessage(), "The plug-in 'linked' refused to load.");
+    EXPECT_EQ(gLinkedVersion, 2300);
+    EXPECT_FALSE(plugin.isLoaded());
+    EXPECT_EQ(CErrorText::takeKey(plugin.attach(nullptr, "none")),
+              "kelstr_CHostedPlugin_load_Refused");
 }
 
 TEST(CHostedPlugin, UnloadAfterUseClosesTheEffectAndCanLoadAgain)

@@ -56,22 +56,33 @@ CError* CHostedPlugin::load(const char* path)
     KEL_CHECK(library.open(path));
     const char* slash = std::strrchr(path, '/');
     pluginFolder = slash ? std::string(path, slash - path) : std::string(".");
+    return takeEffect(library.getEntry(), path);
+}
 
+CError* CHostedPlugin::attach(VstEntryProc entry, const char* name)
+{
+    unload();
+    pluginFolder = ".";
+    return takeEffect(entry, name);
+}
+
+CError* CHostedPlugin::takeEffect(VstEntryProc entry, const char* name)
+{
     tLoading = this;
-    AEffect* made = library.getEntry()(&CHostedPlugin::hostCallback);
+    AEffect* made = entry ? entry(&CHostedPlugin::hostCallback) : nullptr;
     tLoading = nullptr;
     if (!made)
     {
         library.close();
         return KEL_ERROR("@kelstr_CHostedPlugin_load_Refused The plug-in '%1' refused to load.",
-                         path);
+                         name);
     }
     if (made->magic != kVstEffectMagic)
     {
         // Not ours to delete: without a valid record there is no dispatcher to close it.
         library.close();
         return KEL_ERROR(
-            "@kelstr_CHostedPlugin_load_BadMagic '%1' did not return an effect record.", path);
+            "@kelstr_CHostedPlugin_load_BadMagic '%1' did not return an effect record.", name);
     }
     made->user = this;
     effect = made;
@@ -109,14 +120,15 @@ void CHostedPlugin::open()
     opened = true;
 }
 
-void CHostedPlugin::close()
+intptr_t CHostedPlugin::close()
 {
     if (!effect)
-        return;
-    dispatch(kEffClose);
+        return 0;
+    const intptr_t answer = dispatch(kEffClose);
     effect = nullptr;
     opened = false;
     active = false;
+    return answer;
 }
 
 void CHostedPlugin::setSampleRate(double rateHz)
@@ -693,11 +705,9 @@ intptr_t CHostedPlugin::answer(int32_t opcode, int32_t index, intptr_t value, vo
     case kHostGetAutomationState:
         return 1; // off
     case kHostGetVendorString:
-        host.copyVendor(static_cast<char*>(ptr), kVstVendorStringBytes);
-        return ptr ? 1 : 0;
+        return host.copyVendor(static_cast<char*>(ptr), kVstVendorStringBytes) ? 1 : 0;
     case kHostGetProductString:
-        host.copyProduct(static_cast<char*>(ptr), kVstProductStringBytes);
-        return ptr ? 1 : 0;
+        return host.copyProduct(static_cast<char*>(ptr), kVstProductStringBytes) ? 1 : 0;
     case kHostGetVendorVersion:
         return host.getVendorVersion();
     case kHostCanDo:

@@ -18,16 +18,16 @@ namespace kel
 
 class CVstHost;
 
-// One VST 2 plug-in instance loaded by our host: its library, its effect record and the host's
-// side of the conversation. It answers the plug-in's callbacks from the CVstHost's settings,
-// records every dispatcher call and every callback with the calling thread, and feeds audio
-// through guard-fenced buffers in float or double, separate or in place, in any block sizes,
-// reporting as errors a plug-in that writes past a buffer, writes into its inputs or leaves
-// output words unwritten.
+// One VST 2 plug-in instance loaded by our host: its library (or its entry, for a plug-in linked
+// into the program), its effect record and the host's side of the conversation. It answers the
+// plug-in's callbacks from the CVstHost's settings, records every dispatcher call and every
+// callback with the calling thread, and feeds audio through guard-fenced buffers in float or
+// double, separate or in place, in any block sizes, reporting as errors a plug-in that writes past
+// a buffer, writes into its inputs or leaves output words unwritten.
 //
-// Call order follows a real host: load, open, setSampleRate, setBlockSize, setActive(true),
-// process..., setActive(false), close (or let the destructor do what is left). The plug-in is
-// closed and its library unloaded when this object dies; the CVstHost must outlive it.
+// Call order follows a real host: load (or attach), open, setSampleRate, setBlockSize,
+// setActive(true), process..., setActive(false), close (or let the destructor do what is left). The
+// plug-in is closed and its library unloaded when this object dies; the CVstHost must outlive it.
 // [one driving thread for set-up and process calls; setParameter, getParameter, dispatch and
 //  the records may be used from any thread, as hosts do]
 class CHostedPlugin
@@ -50,7 +50,11 @@ public:
 
     // Opens the library, calls its entry and checks the record. Does not send effOpen.
     [[nodiscard]] CError* load(const char* path);
-    // Stops, closes and unloads whatever of that has not happened yet.
+    // The same for a plug-in linked into this program: calls `entry` and checks the record;
+    // `name` stands for the plug-in in errors. Its folder is answered as ".".
+    [[nodiscard]] CError* attach(VstEntryProc entry, const char* name);
+    // Stops, closes and unloads whatever of that has not happened yet (a library only if load
+    // opened one).
     void unload();
     bool isLoaded() const { return effect != nullptr; }
     AEffect* getEffect() const { return effect; }
@@ -62,8 +66,9 @@ public:
 
     // Life cycle.
     void open();
-    // effClose; the plug-in deletes its record, so nothing may be called afterwards.
-    void close();
+    // effClose; the plug-in deletes its record, so nothing may be called afterwards. Answers the
+    // plug-in's answer (0 when nothing is loaded).
+    intptr_t close();
     void setSampleRate(double rateHz);
     void setBlockSize(int frames);
     // effMainsChanged: resume (true) or suspend (false).
@@ -174,6 +179,8 @@ private:
     static constexpr size_t kLogLimit = 65536;
     static constexpr int kTextBufferBytes = 256;
 
+    // Calls the entry and takes the record it gives; `name` for the errors.
+    CError* takeEffect(VstEntryProc entry, const char* name);
     static intptr_t hostCallback(AEffect* fromEffect, int32_t opcode, int32_t index, intptr_t value,
                                  void* ptr, float opt);
     intptr_t answer(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt);

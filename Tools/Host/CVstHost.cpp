@@ -12,13 +12,14 @@ namespace
 const char* const kDefaultCanDo[] = {"sendVstEvents",    "sendVstMidiEvent",    "sendVstTimeInfo",
                                      "receiveVstEvents", "receiveVstMidiEvent", "supplyIdle",
                                      "sizeWindow",       "startStopProcess"};
-void copyCut(const std::string& text, char* out, size_t bytes)
+bool copyCut(const std::string& text, char* out, size_t bytes)
 {
-    if (!out || bytes == 0)
-        return;
+    if (!out || bytes == 0 || text.empty())
+        return false;
     const size_t length = text.size() < bytes - 1 ? text.size() : bytes - 1;
     std::memcpy(out, text.data(), length);
     out[length] = 0;
+    return true;
 }
 } // namespace
 
@@ -117,16 +118,16 @@ std::string CVstHost::getProduct() const
     return product;
 }
 
-void CVstHost::copyVendor(char* out, size_t bytes) const
+bool CVstHost::copyVendor(char* out, size_t bytes) const
 {
     std::lock_guard<std::mutex> guard(mutex);
-    copyCut(vendor, out, bytes);
+    return copyCut(vendor, out, bytes);
 }
 
-void CVstHost::copyProduct(char* out, size_t bytes) const
+bool CVstHost::copyProduct(char* out, size_t bytes) const
 {
     std::lock_guard<std::mutex> guard(mutex);
-    copyCut(product, out, bytes);
+    return copyCut(product, out, bytes);
 }
 
 int32_t CVstHost::getVendorVersion() const

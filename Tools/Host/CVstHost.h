@@ -47,9 +47,10 @@ public:
     std::string getVendor() const;
     std::string getProduct() const;
     // Copies for the plug-in's buffers, cut to bytes - 1 characters; they never allocate, as
-    // a plug-in may ask from its audio thread.
-    void copyVendor(char* out, size_t bytes) const;
-    void copyProduct(char* out, size_t bytes) const;
+    // a plug-in may ask from its audio thread. False (and nothing written) for an empty text:
+    // a host without a name does not answer the query.
+    bool copyVendor(char* out, size_t bytes) const;
+    bool copyProduct(char* out, size_t bytes) const;
     int32_t getVendorVersion() const;
     int32_t getHostVersion() const;
     int32_t getProcessLevel() const;

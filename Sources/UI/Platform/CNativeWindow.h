@@ -41,11 +41,12 @@ public:
             kKeyDown,
             kKeyUp,
             kFocusOut,
-            kCaptureLost, // another client took the pointer while the window held it
-            kResize,      // width, height: the client area's new size
-            kExpose,      // area: a part of the window to be painted again
-            kClose,       // the window manager asks a top-level window to close
-            kParentGone,  // the host destroyed the parent; the window is gone with it
+            kCaptureLost,   // another client took the pointer while the window held it
+            kResize,        // width, height: the client area's new size
+            kExpose,        // area: a part of the window to be painted again
+            kClose,         // the window manager asks a top-level window to close
+            kParentGone,    // the host destroyed the parent; the window is gone with it
+            kClipboardText, // text, textBytes: the answer to requestClipboardText
         };
         Kind kind = kMouseMove;
         int x = 0; // pointer position in client coordinates
@@ -59,7 +60,9 @@ public:
         int width = 0;
         int height = 0;
         CLinearBitmap::Rect area;
-        uint32_t timeMs = 0; // the event's time stamp, milliseconds of the server's clock
+        uint32_t timeMs = 0;        // the event's time stamp, milliseconds of the server's clock
+        const char* text = nullptr; // UTF-8, valid while the event is delivered; not terminated
+        int textBytes = 0;
     };
 
     class CListener
@@ -124,6 +127,12 @@ public:
     virtual void warpPointer(int x, int y) = 0;
     // Takes the keyboard focus (a text field starts editing) or gives it back to the parent.
     virtual void takeKeyFocus(bool isTaken) = 0;
+
+    // The system clipboard. Copy makes this window the owner of the text (UTF-8) until another
+    // client copies; request asks for the current text, which arrives later as one
+    // kClipboardText event (empty when the clipboard holds no text or nobody answers).
+    virtual void copyToClipboard(const char* utf8, int bytes) = 0;
+    virtual void requestClipboardText() = 0;
 
     virtual bool isOpen() const = 0;
 

@@ -41,6 +41,21 @@ int CFontObject::styleOf(const CString& styleName)
 CError* CFontObject::initChilds()
 {
     KEL_CHECK(CObject::initChilds());
+    if (getAttrBool("is-load-deferred", false))
+        return walkStyles(false);
+    return loadNow();
+}
+
+CError* CFontObject::loadNow()
+{
+    loaded = false;
+    KEL_CHECK(walkStyles(true));
+    loaded = true;
+    return nullptr;
+}
+
+CError* CFontObject::walkStyles(bool load)
+{
     for (int i = 0; i < getChildCount(); ++i)
     {
         const CObject* child = getChild(i);
@@ -51,16 +66,19 @@ CError* CFontObject::initChilds()
             return KEL_ERROR("@kelstr_CFontObject_initChilds_UnknownFontStyle Unknown font style "
                              "'%1'.",
                              child->getName());
-        auto* face = new CFont();
-        delete faces[style];
-        faces[style] = face;
-        KEL_CHECK(face->load(child->getAttrString("file")));
+        if (!load)
+            continue;
+        if (!faces[style])
+            faces[style] = new CFont();
+        KEL_CHECK(faces[style]->load(child->getAttrString("file")));
     }
     return nullptr;
 }
 
 const CFont* CFontObject::getFont(Style style) const
 {
+    if (!loaded)
+        return nullptr;
     if (style >= 0 && style < kStyleCount && faces[style])
         return faces[style];
     return faces[kRegular];

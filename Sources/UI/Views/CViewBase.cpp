@@ -6,6 +6,7 @@
 #include "UI/Resources/CImageSet.h"
 #include "UI/Resources/CImageSetObject.h"
 #include "UI/Resources/CPaletteObject.h"
+#include "UI/Windows/CWindow.h"
 
 namespace kel
 {
@@ -77,6 +78,8 @@ CError* CViewBase::init()
 
 void CViewBase::detachLinks()
 {
+    if (CWindow* window = findWindow())
+        window->forgetView(this);
     if (isRegistered)
     {
         if (CSectorMap* map = getSectorMap())

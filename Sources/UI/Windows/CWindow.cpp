@@ -20,6 +20,26 @@ double CWindow::clockSec = 0.0;
 
 namespace
 {
+// Whether view is inner or lies inside it.
+bool isWithin(const CObject* view, const CObject* inner)
+{
+    for (const CObject* node = view; node; node = node->getParent())
+    {
+        if (node == inner)
+            return true;
+    }
+    return false;
+}
+
+// The views under node (node too) whose "tab-group" is group, in the order of the tree.
+void collectTabGroup(CObject* node, const CString& group, CArray<CViewBase*>& out)
+{
+    auto* view = dynamic_cast<CViewBase*>(node);
+    if (view && view->getAttrString(CString("tab-group"), CString()) == group)
+        out.add(view);
+    for (int i = 0; i < node->getChildCount(); ++i)
+        collectTabGroup(node->getChild(i), group, out);
+}
 
 bool contains(const CLinearBitmap::Rect& r, int x, int y)
 {
@@ -69,6 +89,7 @@ void CWindow::registerClass(CClassInfo& info)
     info.addEventProc<CWindow>("block-window", &CWindow::onBlockWindow);
     info.addEventProc<CWindow>("unblock-window", &CWindow::onUnblockWindow);
     info.addEventProc<CWindow>("focus-lost", &CWindow::onViewFocusLost);
+    info.addEventProc<CWindow>("change-key-focus", &CWindow::onChangeKeyFocus);
 }
 
 CError* CWindow::init()
@@ -464,8 +485,87 @@ CError* CWindow::onViewFocusLost(const CAttrMap& params)
     // The view that gave the focus up no longer takes the keys.
     const CAttrValue* sender = params.find(CString("sender"));
     if (keyFocusView && sender && sender->getString() == keyFocusView->getFullName())
-        keyFocusView = nullptr;
+        setKeyFocus(nullptr, false);
     return nullptr;
+}
+
+CError* CWindow::onChangeKeyFocus(const CAttrMap& params)
+{
+    const CAttrValue* target = params.find(CString("key-focus-view"));
+    CViewBase* view = target ? static_cast<CViewBase*>(target->getPointer()) : nullptr;
+    const CAttrValue* tab = params.find(CString("is-tab"));
+    const bool byTab = tab && tab->getBool();
+    if (view && byTab)
+    {
+        const CAttrValue* shift = params.find(CString("is-shift"));
+        view = findTabNeighbour(view, shift && shift->getBool());
+    }
+    setKeyFocus(view, byTab);
+    return nullptr;
+}
+
+void CWindow::setKeyFocus(CViewBase* view, bool byTab)
+{
+    if (view == keyFocusView)
+        return;
+    CViewBase* old = keyFocusView;
+    keyFocusView = view;
+    if (nativeWindow && (old == nullptr) != (view == nullptr))
+        nativeWindow->takeKeyFocus(view != nullptr);
+    if (timersRunning)
+    {
+        if (CError* error = runTimer(cursorTimer, view ? "cursor-fps" : nullptr))
+            CSystem::showError(error);
+    }
+    CAttrMap params;
+    sendToView(old, "blur", params);
+    // The old view may have handed the focus on while it heard blur.
+    if (keyFocusView != view || !view)
+        return;
+    params.set(CString("is-tab"), CAttrValue(byTab));
+    sendToView(view, "focus", params);
+}
+
+CViewBase* CWindow::findTabNeighbour(CViewBase* from, bool backwards) const
+{
+    const CString group = from->getAttrString(CString("tab-group"), CString());
+    if (group.isEmpty() || !rootView)
+        return nullptr;
+    CArray<CViewBase*> members;
+    collectTabGroup(rootView, group, members);
+    const int count = members.getCount();
+    for (int i = 0; i < count; ++i)
+    {
+        if (members[i] == from)
+            return members[(i + (backwards ? count - 1 : 1)) % count];
+    }
+    return nullptr;
+}
+
+void CWindow::forgetView(const CViewBase* view)
+{
+    if (hoverView == view)
+        hoverView = nullptr;
+    if (topView == view)
+        topView = nullptr;
+    if (pressedView == view)
+    {
+        pressedView = nullptr;
+        pressedButton = 0;
+        if (nativeWindow)
+            nativeWindow->setCapture(false);
+    }
+    if (keyFocusView == view)
+    {
+        keyFocusView = nullptr;
+        if (nativeWindow)
+            nativeWindow->takeKeyFocus(false);
+        if (timersRunning)
+        {
+            if (CError* error = runTimer(cursorTimer, nullptr))
+                CSystem::showError(error);
+        }
+    }
 }
 
 void CWindow::onNativeEvent(const CNativeWindow::CInputEvent& event)
@@ -507,6 +607,16 @@ void CWindow::onNativeEvent(const CNativeWindow::CInputEvent& event)
     case CNativeWindow::CInputEvent::kKeyUp:
         handleKey(event);
         break;
+    case CNativeWindow::CInputEvent::kClipboardText:
+    {
+        // The answer to a view's request goes to the view that has the keys.
+        CAttrMap params;
+        params.set(CString("text"),
+                   CAttrValue(CString::fromUtf8(event.text ? event.text : "",
+                                                static_cast<size_t>(event.textBytes))));
+        sendToView(keyFocusView, "clipboard-text", params);
+        break;
+    }
     case CNativeWindow::CInputEvent::kFocusOut:
     {
         CAttrMap params;
@@ -710,6 +820,12 @@ void CWindow::handleMouseButton(const CNativeWindow::CInputEvent& event)
         params.set(CString("is-double-click"), CAttrValue(isDouble));
         if (pressedView)
             return; // a second button while one is held is not a new press
+        // A press away from the view that has the keys ends its focus (an edit box commits).
+        if (keyFocusView && !isWithin(under, keyFocusView))
+        {
+            setKeyFocus(nullptr, false);
+            under = getViewAt(event.x, event.y);
+        }
         pressedView = under;
         pressedButton = event.button;
         pressClockSec = static_cast<double>(CTickClock::tickCountMs()) / 1000.0;

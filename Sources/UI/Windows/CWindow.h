@@ -80,6 +80,11 @@ public:
     CViewBase* getViewAt(int x, int y, bool ignoreClickThrough = false) const;
 
     CViewBase* getRootView() const { return rootView; }
+    // The view that takes the keys, null when none has asked for them.
+    CViewBase* getKeyFocusView() const { return keyFocusView; }
+    // A view that goes is dropped from the hover, the press and the key focus; a key focus
+    // that goes gives the keyboard back to the host.
+    void forgetView(const CViewBase* view);
     CSectorMap* getSectorMap() const { return sectorMap; }
     CNativeWindow* getNativeWindow() const { return nativeWindow; }
     bool isParentGone() const { return parentGone; }
@@ -127,6 +132,14 @@ private:
     [[nodiscard]] CError* onBlockWindow(const CAttrMap& params);
     [[nodiscard]] CError* onUnblockWindow(const CAttrMap& params);
     [[nodiscard]] CError* onViewFocusLost(const CAttrMap& params);
+    [[nodiscard]] CError* onChangeKeyFocus(const CAttrMap& params);
+    // Moves the keys to view (null: to nobody). The old view hears blur, the new one focus (with
+    // is-tab when Tab brought it). The native window takes the keyboard from the host while a
+    // view holds the focus and gives it back after; the cursor timer runs only then.
+    void setKeyFocus(CViewBase* view, bool byTab);
+    // The next view after from (before it, backwards) among the views of from's "tab-group", in
+    // the order of the tree, going round; null when from has no group.
+    CViewBase* findTabNeighbour(CViewBase* from, bool backwards) const;
     void updateDrawLoad(int64_t drawLoad);
     // Closes the popups of this editor other than this window (a press landed elsewhere).
     void closeOtherPopups();

@@ -1,7 +1,8 @@
 #include "Audio/VST/AEffEditor.h"
 #include "Audio/VST/AudioEffectX.h"
 #include "Core/CAllocator.h"
-#include "Support/CFakeHost.h"
+#include "CHostedPlugin.h"
+#include "CVstHost.h"
 
 #include <gtest/gtest.h>
 
@@ -12,11 +13,15 @@ namespace kel
 namespace
 {
 
-// An effect with nothing but the base layer's defaults.
-AEffect* makeBareEffect(CFakeHost& host)
+// An effect with nothing but the base layer's defaults: one program and `Params` parameters.
+template <int Params> AEffect* bareEntry(VstHostCallback host)
 {
-    auto* effect = new AudioEffectX(host.callback(), 1, 1);
-    return effect->getAeffect();
+    return (new AudioEffectX(host, 1, Params))->getAeffect();
+}
+
+AudioEffectX* bareOf(CHostedPlugin& plugin)
+{
+    return static_cast<AudioEffectX*>(AudioEffect::fromAeffect(plugin.getEffect()));
 }
 
 class CRecordingEditor : public AEffEditor
@@ -37,8 +42,10 @@ private:
 
 TEST(AudioEffect, RecordStartsWithFormatDefaults)
 {
-    CFakeHost host;
-    AEffect* effect = makeBareEffect(host);
+    CVstHost host;
+    CHostedPlugin plugin(host);
+    ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
+    AEffect* effect = plugin.getEffect();
     EXPECT_EQ(effect->magic, kVstEffectMagic);
     EXPECT_EQ(effect->numInputs, 1);
     EXPECT_EQ(effect->numOutputs, 2);
@@ -47,62 +54,69 @@ TEST(AudioEffect, RecordStartsWithFormatDefaults)
     ASSERT_NE(self, nullptr);
     EXPECT_FLOAT_EQ(self->getSampleRate(), 44100.0f);
     EXPECT_EQ(self->getBlockSize(), 1024);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetVstVersion), 2400);
-    EXPECT_EQ(CFakeHost::close(effect), 1);
+    EXPECT_EQ(plugin.dispatch(kEffGetVstVersion), 2400);
+    EXPECT_EQ(plugin.close(), 1);
 }
 
 TEST(AudioEffect, CloseDeletesEffectAndEditorWithoutLeaks)
 {
-    CFakeHost host;
+    CVstHost host;
+    CHostedPlugin plugin(host);
     const int64_t liveBefore = CAllocator::liveBlocks();
     int editorsDestroyed = 0;
-    auto* bare = new AudioEffectX(host.callback(), 1, 1);
+    ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
+    AudioEffectX* bare = bareOf(plugin);
     bare->setEditor(new CRecordingEditor(bare, &editorsDestroyed));
     EXPECT_NE(bare->getAeffect()->flags & kEffectFlagHasEditor, 0);
-    EXPECT_EQ(CFakeHost::close(bare->getAeffect()), 1);
+    EXPECT_EQ(plugin.close(), 1);
     EXPECT_EQ(editorsDestroyed, 1);
     EXPECT_EQ(CAllocator::liveBlocks(), liveBefore);
 }
 
 TEST(AudioEffect, ReplacingAnEditorDeletesTheOldOne)
 {
-    CFakeHost host;
+    CVstHost host;
+    CHostedPlugin plugin(host);
+    ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
     int editorsDestroyed = 0;
-    auto* bare = new AudioEffectX(host.callback(), 1, 1);
+    AudioEffectX* bare = bareOf(plugin);
     bare->setEditor(new CRecordingEditor(bare, &editorsDestroyed));
     bare->setEditor(new CRecordingEditor(bare, &editorsDestroyed));
     EXPECT_EQ(editorsDestroyed, 1);
     bare->setEditor(nullptr);
     EXPECT_EQ(editorsDestroyed, 2);
     EXPECT_EQ(bare->getAeffect()->flags & kEffectFlagHasEditor, 0);
-    CFakeHost::close(bare->getAeffect());
+    plugin.close();
 }
 
 TEST(AudioEffect, EditorCallsWithoutEditorAreHarmless)
 {
-    CFakeHost host;
-    AEffect* effect = makeBareEffect(host);
+    CVstHost host;
+    CHostedPlugin plugin(host);
+    ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
     ERect* rect = reinterpret_cast<ERect*>(&host); // must be overwritten or left alone, not read
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditGetRect, 0, 0, &rect), 0);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditIdle), 0);
+    EXPECT_EQ(plugin.dispatch(kEffEditGetRect, 0, 0, &rect), 0);
+    EXPECT_EQ(plugin.dispatch(kEffEditIdle), 0);
     int parent = 0;
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parent), 0);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditClose), 0);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditKeyDown, 'a', 0), 0);
-    CFakeHost::close(effect);
+    EXPECT_EQ(plugin.dispatch(kEffEditOpen, 0, 0, &parent), 0);
+    EXPECT_EQ(plugin.dispatch(kEffEditClose), 0);
+    EXPECT_EQ(plugin.dispatch(kEffEditKeyDown, 'a', 0), 0);
+    plugin.close();
 }
 
 TEST(AudioEffect, EditIdleReachesTheEditor)
 {
-    CFakeHost host;
+    CVstHost host;
+    CHostedPlugin plugin(host);
+    ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
     int editorsDestroyed = 0;
-    auto* bare = new AudioEffectX(host.callback(), 1, 1);
+    AudioEffectX* bare = bareOf(plugin);
     auto* editor = new CRecordingEditor(bare, &editorsDestroyed);
     bare->setEditor(editor);
-    CFakeHost::dispatch(bare->getAeffect(), kEffEditIdle);
-    CFakeHost::dispatch(bare->getAeffect(), kEffEditIdle);
+    plugin.dispatch(kEffEditIdle);
+    plugin.dispatch(kEffEditIdle);
     EXPECT_EQ(editor->idleCalls, 2);
-    CFakeHost::close(bare->getAeffect());
+    plugin.close();
 }
 
 // What the bare effect answers to an opcode that brings no data.
@@ -117,13 +131,15 @@ intptr_t answerWithoutData(int32_t opcode)
 
 TEST(AudioEffect, NullPointersFromTheHostAnswerZero)
 {
-    CFakeHost host;
-    AEffect* effect = makeBareEffect(host);
+    CVstHost host;
+    CHostedPlugin plugin(host);
+    ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
+    AEffect* effect = plugin.getEffect();
     for (int32_t opcode = 0; opcode <= 80; ++opcode)
     {
         if (opcode == kEffClose)
             continue;
-        EXPECT_EQ(CFakeHost::dispatch(effect, opcode, 0, 0, nullptr), answerWithoutData(opcode))
+        EXPECT_EQ(plugin.dispatch(opcode, 0, 0, nullptr), answerWithoutData(opcode))
             << "opcode " << opcode;
     }
     // The record's own entries with a foreign or null record.
@@ -135,51 +151,61 @@ TEST(AudioEffect, NullPointersFromTheHostAnswerZero)
     effect->processReplacing(nullptr, nullptr, nullptr, 64);
     effect->processDoubleReplacing(nullptr, nullptr, nullptr, 64);
     effect->process(nullptr, nullptr, nullptr, 64);
-    CFakeHost::close(effect);
+    plugin.close();
 }
 
 TEST(AudioEffect, HostCallsCarryTheirArguments)
 {
-    CFakeHost host;
-    auto* bare = new AudioEffectX(host.callback(), 1, 4);
+    CVstHost host;
+    host.setTempo(97.5);
+    CHostedPlugin plugin(host);
+    ASSERT_EQ(plugin.attach(&bareEntry<4>, "bare"), nullptr);
+    AudioEffectX* bare = bareOf(plugin);
     EXPECT_EQ(bare->getMasterVersion(), 2400);
     EXPECT_TRUE(bare->sizeWindow(446, 215));
     bare->beginEdit(3);
     bare->setParameterAutomated(3, 0.25f);
     bare->endEdit(3);
     EXPECT_TRUE(bare->ioChanged());
-    EXPECT_EQ(bare->getTimeInfo(kTimeTempoValid), &host.timeInfo);
-    host.answerTimeInfo = false;
+    // The host's record reaches the caller as it is.
+    const VstTimeInfo* info = bare->getTimeInfo(kTimeTempoValid);
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(info->tempo, 97.5);
+    EXPECT_NE(info->flags & kTimeTempoValid, 0);
+    host.setTimeInfoEnabled(false);
     EXPECT_EQ(bare->getTimeInfo(kTimeTempoValid), nullptr);
     EXPECT_EQ(bare->canHostDo("sizeWindow"), 1);
     EXPECT_EQ(bare->canHostDo(nullptr), 0);
 
-    const auto sizes = host.callsOf(kHostSizeWindow);
+    const auto sizes = plugin.getCallbacks(kHostSizeWindow);
     ASSERT_EQ(sizes.size(), 1u);
     EXPECT_EQ(sizes[0].index, 446);
     EXPECT_EQ(sizes[0].value, 215);
-    const auto automated = host.callsOf(kHostAutomate);
+    const auto automated = plugin.getCallbacks(kHostAutomate);
     ASSERT_EQ(automated.size(), 1u);
     EXPECT_EQ(automated[0].index, 3);
     EXPECT_FLOAT_EQ(automated[0].opt, 0.25f);
-    EXPECT_EQ(host.callsOf(kHostBeginEdit).at(0).index, 3);
-    EXPECT_EQ(host.callsOf(kHostEndEdit).at(0).index, 3);
-    EXPECT_EQ(host.callsOf(kHostGetTime).at(0).value, kTimeTempoValid);
-    CFakeHost::close(bare->getAeffect());
+    EXPECT_EQ(plugin.getCallbacks(kHostBeginEdit).at(0).index, 3);
+    EXPECT_EQ(plugin.getCallbacks(kHostEndEdit).at(0).index, 3);
+    EXPECT_EQ(plugin.getCallbacks(kHostGetTime).at(0).value, kTimeTempoValid);
+    plugin.close();
 }
 
 TEST(AudioEffect, HostStringsStayEmptyWhenTheHostDoesNotAnswer)
 {
-    CFakeHost host;
-    host.vendor[0] = 0; // the fake host then answers 0
-    auto* bare = new AudioEffectX(host.callback(), 1, 1);
+    CVstHost host;
+    host.setVendor(""); // the host then answers 0
+    host.setProduct("Test Host");
+    CHostedPlugin plugin(host);
+    ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
+    AudioEffectX* bare = bareOf(plugin);
     char text[kVstHostStringBytes];
     std::memset(text, 'x', sizeof(text));
     EXPECT_FALSE(bare->getHostVendorString(text));
     EXPECT_STREQ(text, "");
     EXPECT_TRUE(bare->getHostProductString(text));
-    EXPECT_STREQ(text, "Fake Host");
-    CFakeHost::close(bare->getAeffect());
+    EXPECT_STREQ(text, "Test Host");
+    plugin.close();
 }
 
 TEST(AudioEffect, CopyTextCutsToTheBufferAndKeepsTheByteAfterIt)

@@ -13,7 +13,8 @@
 #include "Core/Platform/CLock.h"
 #include "Core/Platform/CThisThread.h"
 #include "CHeadlessEditorFixture.h"
-#include "Support/CFakeHost.h"
+#include "CHostedPlugin.h"
+#include "CVstHost.h"
 #include "Support/CMallocCounter.h"
 #include "Support/CTreeBlobWriter.h"
 #include "UI/Platform/Headless/CHeadlessDisplay.h"
@@ -51,12 +52,12 @@ protected:
 TEST_F(CAudioWrapperVSTEditorTest, RectComesFromTheProjectTimesTheScaleBeforeAnyOpen)
 {
     ERect* rect = nullptr;
-    ASSERT_EQ(CFakeHost::dispatch(effect, kEffEditGetRect, 0, 0, &rect), 1);
+    ASSERT_EQ(plugin.dispatch(kEffEditGetRect, 0, 0, &rect), 1);
     ASSERT_NE(rect, nullptr);
     EXPECT_EQ(rect->right - rect->left, 446);
     EXPECT_EQ(rect->bottom - rect->top, 215);
     CUiScale::set(1.25);
-    CFakeHost::dispatch(effect, kEffEditGetRect, 0, 0, &rect);
+    plugin.dispatch(kEffEditGetRect, 0, 0, &rect);
     CUiScale::set(1.0);
     // 446 * 1.25 = 557.5 and 215 * 1.25 = 268.75, rounded.
     EXPECT_EQ(rect->right, 558);
@@ -65,7 +66,7 @@ TEST_F(CAudioWrapperVSTEditorTest, RectComesFromTheProjectTimesTheScaleBeforeAny
 
 TEST_F(CAudioWrapperVSTEditorTest, OpenBuildsTheTreeDrawsTheFirstFrameAndJoinsTheInstance)
 {
-    ASSERT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parent), 1) << shownErrors().size();
+    ASSERT_EQ(plugin.dispatch(kEffEditOpen, 0, 0, &parent), 1) << shownErrors().size();
     ASSERT_NE(editor->getUiRoot(), nullptr);
     CHeadlessWindow* window = mainWindow();
     ASSERT_NE(window, nullptr);
@@ -82,17 +83,17 @@ TEST_F(CAudioWrapperVSTEditorTest, OpenBuildsTheTreeDrawsTheFirstFrameAndJoinsTh
     EXPECT_GT(colours.size(), 8u) << "a window of a few flat colours is no drawn frame";
 
     // A second open is refused while the first stands; close and open work again.
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parent), 0);
-    CFakeHost::dispatch(effect, kEffEditClose);
+    EXPECT_EQ(plugin.dispatch(kEffEditOpen, 0, 0, &parent), 0);
+    plugin.dispatch(kEffEditClose);
     EXPECT_EQ(editor->getUiRoot(), nullptr);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parent), 1);
-    CFakeHost::dispatch(effect, kEffEditClose);
+    EXPECT_EQ(plugin.dispatch(kEffEditOpen, 0, 0, &parent), 1);
+    plugin.dispatch(kEffEditClose);
     EXPECT_TRUE(shownErrors().empty()) << shownErrors().front();
 }
 
 TEST_F(CAudioWrapperVSTEditorTest, AWindowWithNothingChangingDrawsNothing)
 {
-    ASSERT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parent), 1);
+    ASSERT_EQ(plugin.dispatch(kEffEditOpen, 0, 0, &parent), 1);
     CWindow* renderer = editor->getRenderer();
     CSectorMap* map = renderer->getSectorMap();
     const int flushes = mainWindow()->getFlushCount();
@@ -101,12 +102,12 @@ TEST_F(CAudioWrapperVSTEditorTest, AWindowWithNothingChangingDrawsNothing)
         renderer->renderStep();
     EXPECT_EQ(map->getViewDrawCount(), 0);
     EXPECT_EQ(mainWindow()->getFlushCount(), flushes);
-    CFakeHost::dispatch(effect, kEffEditClose);
+    plugin.dispatch(kEffEditClose);
 }
 
 TEST_F(CAudioWrapperVSTEditorTest, FallbackPumpServesTheEditorUntilIdleComesBack)
 {
-    ASSERT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parent), 1);
+    ASSERT_EQ(plugin.dispatch(kEffEditOpen, 0, 0, &parent), 1);
     CEditorPump* pump = editor->getPump();
     CWindow* renderer = editor->getRenderer();
     ASSERT_NE(pump, nullptr);
@@ -122,26 +123,26 @@ TEST_F(CAudioWrapperVSTEditorTest, FallbackPumpServesTheEditorUntilIdleComesBack
     // Idle arrives: the thread hands back and pumps no more while idle keeps coming.
     for (int i = 0; i < 10; ++i)
     {
-        CFakeHost::dispatch(effect, kEffEditIdle);
+        plugin.dispatch(kEffEditIdle);
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     const uint64_t pumps = pump->getFallbackPumps();
     for (int i = 0; i < 10; ++i)
     {
-        CFakeHost::dispatch(effect, kEffEditIdle);
+        plugin.dispatch(kEffEditIdle);
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     EXPECT_FALSE(pump->isFallbackActive());
     EXPECT_EQ(pump->getFallbackPumps(), pumps);
-    CFakeHost::dispatch(effect, kEffEditClose);
+    plugin.dispatch(kEffEditClose);
     EXPECT_EQ(editor->getPump(), nullptr);
 }
 
 TEST_F(CAudioWrapperVSTEditorTest, EditorCallsWithoutAnOpenEditorDoNothing)
 {
-    CFakeHost::dispatch(effect, kEffEditIdle);
-    CFakeHost::dispatch(effect, kEffEditClose);
-    CFakeHost::dispatch(effect, kEffEditIdle);
+    plugin.dispatch(kEffEditIdle);
+    plugin.dispatch(kEffEditClose);
+    plugin.dispatch(kEffEditIdle);
     EXPECT_EQ(editor->getUiRoot(), nullptr);
     EXPECT_TRUE(shownErrors().empty());
 }
@@ -186,7 +187,7 @@ TEST_F(CAudioWrapperVSTEditorTest, ATreeThatCannotBeBuiltIsRefusedWithItsMessage
         const int rootsBefore = CApplication::getRootCount();
         shownErrors().clear();
 
-        EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parent), 0) << bad.message;
+        EXPECT_EQ(plugin.dispatch(kEffEditOpen, 0, 0, &parent), 0) << bad.message;
         CResourceTable::install(product);
         EXPECT_EQ(editor->getUiRoot(), nullptr);
         EXPECT_EQ(editor->getPump(), nullptr);
@@ -220,8 +221,9 @@ public:
 
 TEST_F(CAudioWrapperVSTEditorTest, HostAutomationReachesAnOpenEditorWithoutLocksOrAllocations)
 {
-    CFakeHost::startUp(effect, 48000.0f, 512);
-    ASSERT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parent), 1);
+    plugin.open();
+    plugin.start(48000.0f, 512);
+    ASSERT_EQ(plugin.dispatch(kEffEditOpen, 0, 0, &parent), 1);
     CAudioInterfaceClient* client = nullptr;
     ASSERT_EQ(editor->getUiRoot()->findObjectChecked(CString("ui.interface-client"), client),
               nullptr);
@@ -232,14 +234,14 @@ TEST_F(CAudioWrapperVSTEditorTest, HostAutomationReachesAnOpenEditorWithoutLocks
     CValueWatcher watchers[6];
     for (int i = 0; i < 6; ++i)
         ASSERT_EQ(client->addParamListener(&watchers[i], CString(names[i])), nullptr);
-    CFakeHost::dispatch(effect, kEffEditIdle);
+    plugin.dispatch(kEffEditIdle);
     for (const CValueWatcher& watcher : watchers)
         ASSERT_EQ(watcher.infos, 1);
 
     // A warm-up round, as a host plays a few blocks before automation comes.
     for (int i = 0; i < 6; ++i)
         effect->setParameter(effect, i, 0.25f);
-    CFakeHost::dispatch(effect, kEffEditIdle);
+    plugin.dispatch(kEffEditIdle);
 
     // The host's audio thread: automation of every parameter before each block.
     std::atomic<uint64_t> allocations{0};
@@ -277,7 +279,7 @@ TEST_F(CAudioWrapperVSTEditorTest, HostAutomationReachesAnOpenEditorWithoutLocks
     EXPECT_EQ(locks.load(), static_cast<uint64_t>(calls));
 
     // The editor's next idle shows the last value of each parameter.
-    CFakeHost::dispatch(effect, kEffEditIdle);
+    plugin.dispatch(kEffEditIdle);
     for (int i = 0; i < 6; ++i)
     {
         // Bypass is a switch: anything above one half is on.
@@ -288,6 +290,6 @@ TEST_F(CAudioWrapperVSTEditorTest, HostAutomationReachesAnOpenEditorWithoutLocks
     }
     for (CValueWatcher& watcher : watchers)
         EXPECT_EQ(client->removeParamListener(&watcher), nullptr);
-    CFakeHost::dispatch(effect, kEffEditClose);
+    plugin.dispatch(kEffEditClose);
     EXPECT_TRUE(shownErrors().empty()) << shownErrors().front();
 }

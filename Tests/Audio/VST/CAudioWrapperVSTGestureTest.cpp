@@ -7,8 +7,10 @@
 #include "Audio/VST/CAudioWrapperVSTEditor.h"
 #include "Core/CGlobalSettings.h"
 #include "Core/CSystem.h"
+#include "Core/Platform/CThisThread.h"
 #include "CHeadlessEditorFixture.h"
-#include "Support/CFakeHost.h"
+#include "CHostedPlugin.h"
+#include "CVstHost.h"
 #include "Support/CUtf8.h"
 #include "UI/Controls/CKnob.h"
 #include "UI/Params/CUIParam.h"
@@ -37,7 +39,8 @@ protected:
     void SetUp() override
     {
         CHeadlessEditorFixture::SetUp();
-        CFakeHost::startUp(effect, 48000.0f, 512);
+        plugin.open();
+        plugin.start(48000.0f, 512);
         openEditor();
     }
     void TearDown() override
@@ -49,7 +52,7 @@ protected:
     void openEditor()
     {
         // No idle yet: the values are there from the first frame on.
-        ASSERT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parent), 1);
+        ASSERT_EQ(plugin.dispatch(kEffEditOpen, 0, 0, &parent), 1);
         knob = dynamic_cast<CKnob*>(editor->getUiRoot()->findObject(CString(kGainKnob)));
         ASSERT_NE(knob, nullptr);
         uiParam = dynamic_cast<CUIParam*>(knob->findObject(CString(".ui-param")));
@@ -59,7 +62,7 @@ protected:
         centreX = area.left + (area.right - area.left) / 2;
         centreY = area.top + (area.bottom - area.top) * 45 / 100;
     }
-    void idle() { CFakeHost::dispatch(effect, kEffEditIdle); }
+    void idle() { plugin.dispatch(kEffEditIdle); }
 
     void send(CNativeWindow::CInputEvent::Kind kind, int x, int y, int modifiers = 0,
               int button = 0, bool isDown = false, int wheel = 0)
@@ -103,7 +106,7 @@ protected:
     std::vector<std::string> gainGestures() const
     {
         std::vector<std::string> heard;
-        for (const CFakeHost::Call& call : host.allCalls())
+        for (const CHostedPlugin::CCallRecord& call : plugin.getCallbackLog())
         {
             const char* name = call.opcode == kHostBeginEdit  ? "begin"
                                : call.opcode == kHostAutomate ? "automate"
@@ -111,8 +114,7 @@ protected:
                                                               : nullptr;
             if (!name || call.index != kGainIndex)
                 continue;
-            EXPECT_EQ(call.thread, std::this_thread::get_id())
-                << name << " off the editor's thread";
+            EXPECT_EQ(call.threadId, CThisThread::id()) << name << " off the editor's thread";
             heard.push_back(name);
         }
         return heard;
@@ -208,7 +210,7 @@ TEST_F(CAudioWrapperVSTGestureTest, WheelIsOneGestureUntilItRestsAndDoubleClickR
     EXPECT_EQ(history().back(), "Signal gain change");
 
     // A double click (the first press opens a drag that moves nothing) resets.
-    host.clearCalls();
+    plugin.clearRecords();
     press(centreX, centreY);
     release(centreX, centreY);
     pressAgain(centreX, centreY);
@@ -233,7 +235,7 @@ TEST_F(CAudioWrapperVSTGestureTest, ClosingTheEditorMidDragEndsTheGestureAndReop
     dragTo(centreX, centreY - 20);
     EXPECT_NEAR(uiParam->getNormalisedValue(), start + 20 * p, 1e-9);
 
-    CFakeHost::dispatch(effect, kEffEditClose);
+    plugin.dispatch(kEffEditClose);
     EXPECT_EQ(gainGestures(), gesture(2));
     ASSERT_EQ(history().size(), records + 1);
     EXPECT_EQ(history().back(), "Signal gain change");

@@ -3,7 +3,9 @@
 #include "Audio/CAudioParamContext.h"
 #include "Audio/VST/CAudioWrapperVST.h"
 #include "Core/CGlobalData.h"
-#include "Support/CFakeHost.h"
+#include "CHostedPlugin.h"
+#include "CVstHost.h"
+#include "CWrapperEntry.h"
 
 #include <gtest/gtest.h>
 
@@ -28,8 +30,9 @@ protected:
     {
         // No user folder: no controller map of the machine's user is read.
         CGlobalData::get().useFolders(CString(), CString());
-        CError* error = CAudioWrapperVST::create(host.callback(), &effect, 2);
-        ASSERT_EQ(error, nullptr) << error->getMessage();
+        ASSERT_EQ(test::CErrorText::takeChain(plugin.attach(&CWrapperEntry::make<2>, "stereo")),
+                  "");
+        effect = plugin.getEffect();
         ASSERT_NE(effect, nullptr);
         wrapper = static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(effect));
     }
@@ -37,7 +40,7 @@ protected:
     {
         if (effect)
         {
-            EXPECT_EQ(CFakeHost::close(effect), 1);
+            EXPECT_EQ(plugin.close(), 1);
         }
         CGlobalData::get().reset();
     }
@@ -47,7 +50,7 @@ protected:
         // The host's 8-byte fields, with room behind them that must stay untouched.
         char buffer[16];
         std::memset(buffer, '#', sizeof(buffer));
-        CFakeHost::dispatch(effect, opcode, index, 0, buffer);
+        plugin.dispatch(opcode, index, 0, buffer);
         EXPECT_EQ(buffer[kVstParamTextBytes], '#') << "wrote beyond the host's field";
         return std::string(buffer, strnlen(buffer, kVstParamTextBytes));
     }
@@ -58,15 +61,16 @@ protected:
     }
 
     // Every callback the plug-in made, whatever its opcode.
-    int hostCalls() const
+    int64_t hostCalls() const
     {
-        int count = 0;
+        int64_t count = 0;
         for (int32_t opcode = 0; opcode < 80; ++opcode)
-            count += host.countOf(opcode);
+            count += plugin.countCallbacks(opcode);
         return count;
     }
 
-    CFakeHost host;
+    CVstHost host;
+    CHostedPlugin plugin{host};
     AEffect* effect = nullptr;
     CAudioWrapperVST* wrapper = nullptr;
 };
@@ -78,7 +82,7 @@ TEST_F(CAudioWrapperVSTParamTest, SixParametersWithNamesUnitsAndValues)
     for (int32_t index = 0; index < 6; ++index)
     {
         EXPECT_EQ(text(kEffGetParamName, index), names[index]);
-        EXPECT_EQ(CFakeHost::dispatch(effect, kEffCanBeAutomated, index), 1);
+        EXPECT_EQ(plugin.dispatch(kEffCanBeAutomated, index), 1);
     }
     EXPECT_EQ(text(kEffGetParamLabel, kGain), "dB");
     EXPECT_EQ(text(kEffGetParamDisplay, kGain), "-12.0");
@@ -99,7 +103,7 @@ TEST_F(CAudioWrapperVSTParamTest, SixParametersWithNamesUnitsAndValues)
 
 TEST_F(CAudioWrapperVSTParamTest, HostSetsValuesWithoutBeingCalledBack)
 {
-    host.clearCalls();
+    plugin.clearRecords();
     effect->setParameter(effect, kGain, 0.5f);
     effect->setParameter(effect, 0, 1.0f);
     effect->setParameter(effect, 6, 0.5f);
@@ -115,18 +119,18 @@ TEST_F(CAudioWrapperVSTParamTest, UserChangeReachesTheHostAsOneAutomationCall)
 {
     CAudioParam* gain = param("plugin.modMain.modZumbelModule.gain");
     ASSERT_NE(gain, nullptr);
-    host.clearCalls();
+    plugin.clearRecords();
     {
         // Two steps of one gesture under one lock: the host hears of the last one, afterwards.
         CAudioParamContext context;
         CAudioParam::CGuard guard(*gain, &context);
         gain->setValue(0, 0, std::pow(10.0, -30.0 / 20.0), context, &guard);
         gain->setValue(0, 0, std::pow(10.0, -18.0 / 20.0), context, &guard);
-        EXPECT_EQ(host.countOf(kHostAutomate), 0);
+        EXPECT_EQ(plugin.countCallbacks(kHostAutomate), 0);
     }
-    ASSERT_EQ(host.countOf(kHostAutomate), 1);
-    EXPECT_EQ(host.callsOf(kHostAutomate)[0].index, kGain);
-    EXPECT_NEAR(host.callsOf(kHostAutomate)[0].opt, 0.5f, 1e-6);
+    ASSERT_EQ(plugin.countCallbacks(kHostAutomate), 1);
+    EXPECT_EQ(plugin.getCallbacks(kHostAutomate)[0].index, kGain);
+    EXPECT_NEAR(plugin.getCallbacks(kHostAutomate)[0].opt, 0.5f, 1e-6);
 
     // From another thread, as a UI or a second host thread would.
     std::thread other(
@@ -136,24 +140,24 @@ TEST_F(CAudioWrapperVSTParamTest, UserChangeReachesTheHostAsOneAutomationCall)
             gain->setValue(0, 0, 1.0, context);
         });
     other.join();
-    ASSERT_EQ(host.countOf(kHostAutomate), 2);
-    EXPECT_NEAR(host.callsOf(kHostAutomate)[1].opt, 1.0f, 1e-6);
+    ASSERT_EQ(plugin.countCallbacks(kHostAutomate), 2);
+    EXPECT_NEAR(plugin.getCallbacks(kHostAutomate)[1].opt, 1.0f, 1e-6);
 }
 
 TEST_F(CAudioWrapperVSTParamTest, HostFormatsAnyValueThroughVendorSpecificSeven)
 {
     char buffer[16] = {};
-    EXPECT_NE(CFakeHost::dispatch(effect, kEffVendorSpecific, CAudioWrapperVST::kFormatValueIndex,
-                                  kGain, buffer, 0.5f),
+    EXPECT_NE(plugin.dispatch(kEffVendorSpecific, CAudioWrapperVST::kFormatValueIndex, kGain,
+                              buffer, 0.5f),
               0);
     EXPECT_STREQ(buffer, "-18.0");
     // The current value is not touched.
     EXPECT_NEAR(effect->getParameter(effect, kGain), 2.0f / 3.0f, 1e-6);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffVendorSpecific, CAudioWrapperVST::kFormatValueIndex,
-                                  6, buffer, 0.5f),
-              0);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffVendorSpecific, CAudioWrapperVST::kFormatValueIndex,
-                                  kGain, nullptr, 0.5f),
+    EXPECT_EQ(
+        plugin.dispatch(kEffVendorSpecific, CAudioWrapperVST::kFormatValueIndex, 6, buffer, 0.5f),
+        0);
+    EXPECT_EQ(plugin.dispatch(kEffVendorSpecific, CAudioWrapperVST::kFormatValueIndex, kGain,
+                              nullptr, 0.5f),
               0);
 }
 

@@ -3,7 +3,9 @@
 #include "Audio/VST/CAudioWrapperVST.h"
 #include "Core/CGlobalData.h"
 #include "Core/CSeedCounter.h"
-#include "Support/CFakeHost.h"
+#include "CHostedPlugin.h"
+#include "CVstHost.h"
+#include "CWrapperEntry.h"
 
 #include <gtest/gtest.h>
 
@@ -25,19 +27,19 @@ constexpr uint32_t kSeed = 424242;
 // block (-1: none). Answers both channels of the output.
 std::vector<float> render(int resend, std::vector<float>* inputOut = nullptr)
 {
-    CFakeHost host;
+    CVstHost host;
+    CHostedPlugin plugin(host);
     CGlobalData::get().useFolders(CString(), CString());
     // The same seeds for every run: the schedules can only differ by the resending.
     CSeedCounter::restartAt(kSeed);
-    AEffect* effect = nullptr;
-    CError* error = CAudioWrapperVST::create(host.callback(), &effect, 2);
-    EXPECT_EQ(error, nullptr);
-    delete error;
+    EXPECT_EQ(test::CErrorText::takeChain(plugin.attach(&CWrapperEntry::make<2>, "stereo")), "");
+    AEffect* effect = plugin.getEffect();
     if (!effect)
         return {};
     // A shorter period than the default, so that 100 s hold a good number of events.
     effect->setParameter(effect, 1, 0.15f);
-    CFakeHost::startUp(effect, kRateHz, kBlock);
+    plugin.open();
+    plugin.start(kRateHz, kBlock);
     std::vector<float> in(2 * kBlock);
     std::vector<float> out(2 * kBlock);
     std::vector<float> all;
@@ -63,7 +65,7 @@ std::vector<float> render(int resend, std::vector<float>* inputOut = nullptr)
         if (inputOut)
             inputOut->insert(inputOut->end(), in.begin(), in.end());
     }
-    CFakeHost::close(effect);
+    plugin.close();
     return all;
 }
 

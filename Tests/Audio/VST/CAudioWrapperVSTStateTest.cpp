@@ -4,12 +4,15 @@
 #include "Audio/VST/CAudioWrapperVST.h"
 #include "Core/CGlobalData.h"
 #include "Core/CLocalData.h"
-#include "Support/CFakeHost.h"
+#include "CHostedPlugin.h"
+#include "CVstHost.h"
+#include "CWrapperEntry.h"
 #include "Support/CTempFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <vector>
 
 namespace kel
@@ -36,37 +39,48 @@ protected:
     }
     void TearDown() override
     {
-        for (AEffect* opened : effects)
-            EXPECT_EQ(CFakeHost::close(opened), 1);
+        for (auto& opened : plugins)
+            EXPECT_EQ(opened->close(), 1);
         CGlobalData::get().reset();
         CLocalData::get().reset();
     }
 
+    // One more stereo instance, hosted on its own.
     AEffect* open()
     {
-        AEffect* made = nullptr;
-        CError* error = CAudioWrapperVST::create(host.callback(), &made, 2);
-        EXPECT_EQ(error, nullptr);
-        delete error;
-        if (made)
-            effects.push_back(made);
-        return made;
+        auto made = std::make_unique<CHostedPlugin>(host);
+        EXPECT_EQ(test::CErrorText::takeChain(made->attach(&CWrapperEntry::make<2>, "stereo")), "");
+        AEffect* opened = made->getEffect();
+        if (opened)
+            plugins.push_back(std::move(made));
+        return opened;
     }
 
-    static std::vector<uint8_t> chunk(AEffect* from, bool isPreset)
+    // Any dispatcher call to one of the instances, through its host.
+    intptr_t dispatch(AEffect* to, int32_t opcode, int32_t index = 0, intptr_t value = 0,
+                      void* ptr = nullptr)
+    {
+        for (auto& opened : plugins)
+            if (opened->getEffect() == to)
+                return opened->dispatch(opcode, index, value, ptr);
+        ADD_FAILURE() << "no such instance";
+        return 0;
+    }
+
+    std::vector<uint8_t> chunk(AEffect* from, bool isPreset)
     {
         void* data = nullptr;
-        const intptr_t bytes = CFakeHost::dispatch(from, kEffGetChunk, isPreset ? 1 : 0, 0, &data);
+        const intptr_t bytes = dispatch(from, kEffGetChunk, isPreset ? 1 : 0, 0, &data);
         if (bytes <= 0 || !data)
             return {};
         const auto* begin = static_cast<const uint8_t*>(data);
         return std::vector<uint8_t>(begin, begin + bytes);
     }
 
-    static intptr_t load(AEffect* into, std::vector<uint8_t> bytes, bool isPreset)
+    intptr_t load(AEffect* into, std::vector<uint8_t> bytes, bool isPreset)
     {
-        return CFakeHost::dispatch(into, kEffSetChunk, isPreset ? 1 : 0,
-                                   static_cast<intptr_t>(bytes.size()), bytes.data());
+        return dispatch(into, kEffSetChunk, isPreset ? 1 : 0, static_cast<intptr_t>(bytes.size()),
+                        bytes.data());
     }
 
     static std::vector<float> values(AEffect* from)
@@ -92,8 +106,8 @@ protected:
         target->setParameter(target, kGain, 0.6f);
     }
 
-    CFakeHost host;
-    std::vector<AEffect*> effects;
+    CVstHost host;
+    std::vector<std::unique_ptr<CHostedPlugin>> plugins;
     AEffect* effect = nullptr;
 };
 
@@ -113,7 +127,7 @@ TEST_F(CAudioWrapperVSTStateTest, ChunksHaveReservedZerosThenOneTaggedBlock)
 TEST_F(CAudioWrapperVSTStateTest, BankAndPresetChunksRoundTripByteForByte)
 {
     ASSERT_NE(effect, nullptr);
-    CFakeHost::dispatch(effect, kEffSetProgram, 0, 2);
+    dispatch(effect, kEffSetProgram, 0, 2);
     change(effect);
     for (bool isPreset : {false, true})
     {
@@ -121,11 +135,11 @@ TEST_F(CAudioWrapperVSTStateTest, BankAndPresetChunksRoundTripByteForByte)
         AEffect* fresh = open();
         ASSERT_NE(fresh, nullptr);
         // As hosts restore a project: the program first, then the chunk.
-        CFakeHost::dispatch(fresh, kEffSetProgram, 0, 2);
+        dispatch(fresh, kEffSetProgram, 0, 2);
         ASSERT_EQ(load(fresh, saved, isPreset), 1);
         EXPECT_EQ(chunk(fresh, isPreset), saved) << (isPreset ? "preset" : "bank");
         EXPECT_EQ(values(fresh), values(effect));
-        EXPECT_EQ(CFakeHost::dispatch(fresh, kEffGetProgram), 2);
+        EXPECT_EQ(dispatch(fresh, kEffGetProgram), 2);
     }
 }
 
@@ -144,7 +158,7 @@ TEST_F(CAudioWrapperVSTStateTest, ShortDamagedOrMistaggedChunksChangeNothing)
     // Sixteen reserved bytes or fewer: an empty state, accepted.
     std::vector<uint8_t> copy = bank;
     for (intptr_t size = 0; size <= 16; ++size)
-        EXPECT_EQ(CFakeHost::dispatch(other, kEffSetChunk, 0, size, copy.data()), 1) << size;
+        EXPECT_EQ(dispatch(other, kEffSetChunk, 0, size, copy.data()), 1) << size;
     // A bank given as a preset and the other way round.
     EXPECT_EQ(load(other, bank, true), 0);
     EXPECT_EQ(load(other, preset, false), 0);
@@ -175,30 +189,30 @@ TEST_F(CAudioWrapperVSTStateTest, FactoryProgramsSwitchToTheBanksValues)
     const Expected cases[] = {{1, 220.0, 1.0}, {2, 1000.0, 0.5}, {0, 440.0, 0.5}};
     for (const Expected& c : cases)
     {
-        CFakeHost::dispatch(effect, kEffSetProgram, 0, c.program);
-        EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgram), c.program);
+        dispatch(effect, kEffSetProgram, 0, c.program);
+        EXPECT_EQ(dispatch(effect, kEffGetProgram), c.program);
         EXPECT_NEAR(realValue(effect, "plugin.modMain.modZumbelModule.freq"), c.freqHz, 1e-9);
         EXPECT_NEAR(realValue(effect, "plugin.modMain.modZumbelModule.duration"), c.durationSec,
                     1e-9);
     }
     // Each program keeps what was changed in it while another was in front.
-    CFakeHost::dispatch(effect, kEffSetProgram, 0, 3);
+    dispatch(effect, kEffSetProgram, 0, 3);
     effect->setParameter(effect, kFreq, 0.9f);
     const float changed = effect->getParameter(effect, kFreq);
-    CFakeHost::dispatch(effect, kEffSetProgram, 0, 4);
+    dispatch(effect, kEffSetProgram, 0, 4);
     EXPECT_NE(effect->getParameter(effect, kFreq), changed);
-    CFakeHost::dispatch(effect, kEffSetProgram, 0, 3);
+    dispatch(effect, kEffSetProgram, 0, 3);
     EXPECT_EQ(effect->getParameter(effect, kFreq), changed);
     // Out of range: nothing.
-    CFakeHost::dispatch(effect, kEffSetProgram, 0, 7);
-    CFakeHost::dispatch(effect, kEffSetProgram, 0, -1);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgram), 3);
+    dispatch(effect, kEffSetProgram, 0, 7);
+    dispatch(effect, kEffSetProgram, 0, -1);
+    EXPECT_EQ(dispatch(effect, kEffGetProgram), 3);
 }
 
 TEST_F(CAudioWrapperVSTStateTest, ProgramChangeAroundSetChunkKeepsTheRestoredState)
 {
     ASSERT_NE(effect, nullptr);
-    CFakeHost::dispatch(effect, kEffSetProgram, 0, 5);
+    dispatch(effect, kEffSetProgram, 0, 5);
     change(effect);
     const std::vector<float> saved = values(effect);
     const std::vector<uint8_t> bank = chunk(effect, false);
@@ -207,18 +221,18 @@ TEST_F(CAudioWrapperVSTStateTest, ProgramChangeAroundSetChunkKeepsTheRestoredSta
     AEffect* programFirst = open();
     ASSERT_NE(programFirst, nullptr);
     programFirst->setParameter(programFirst, kGain, 0.1f);
-    CFakeHost::dispatch(programFirst, kEffSetProgram, 0, 5);
+    dispatch(programFirst, kEffSetProgram, 0, 5);
     ASSERT_EQ(load(programFirst, bank, false), 1);
     EXPECT_EQ(values(programFirst), saved);
-    EXPECT_EQ(CFakeHost::dispatch(programFirst, kEffGetProgram), 5);
+    EXPECT_EQ(dispatch(programFirst, kEffGetProgram), 5);
 
     // One that gives the chunk first, then names the program the chunk already made current.
     AEffect* chunkFirst = open();
     ASSERT_NE(chunkFirst, nullptr);
     ASSERT_EQ(load(chunkFirst, bank, false), 1);
-    CFakeHost::dispatch(chunkFirst, kEffSetProgram, 0, 5);
+    dispatch(chunkFirst, kEffSetProgram, 0, 5);
     EXPECT_EQ(values(chunkFirst), saved);
-    EXPECT_EQ(CFakeHost::dispatch(chunkFirst, kEffGetProgram), 5);
+    EXPECT_EQ(dispatch(chunkFirst, kEffGetProgram), 5);
 }
 
 TEST_F(CAudioWrapperVSTStateTest, ProgramNamesFollowRenames)
@@ -226,10 +240,10 @@ TEST_F(CAudioWrapperVSTStateTest, ProgramNamesFollowRenames)
     ASSERT_NE(effect, nullptr);
     char name[kVstProgramNameBytes + 1];
     char newName[] = "My very own program name, long";
-    CFakeHost::dispatch(effect, kEffSetProgram, 0, 1);
-    CFakeHost::dispatch(effect, kEffSetProgramName, 0, 0, newName);
+    dispatch(effect, kEffSetProgram, 0, 1);
+    dispatch(effect, kEffSetProgramName, 0, 0, newName);
     std::memset(name, '#', sizeof(name));
-    CFakeHost::dispatch(effect, kEffGetProgramName, 0, 0, name);
+    dispatch(effect, kEffGetProgramName, 0, 0, name);
     EXPECT_STREQ(name, "My very own program nam");
     EXPECT_EQ(name[kVstProgramNameBytes], '#');
     // The new name travels with the bank.
@@ -237,7 +251,7 @@ TEST_F(CAudioWrapperVSTStateTest, ProgramNamesFollowRenames)
     ASSERT_NE(fresh, nullptr);
     ASSERT_EQ(load(fresh, chunk(effect, false), false), 1);
     std::memset(name, 0, sizeof(name));
-    CFakeHost::dispatch(fresh, kEffGetProgramNameIndexed, 1, 0, name);
+    dispatch(fresh, kEffGetProgramNameIndexed, 1, 0, name);
     EXPECT_STREQ(name, "My very own program nam");
 }
 
@@ -253,16 +267,17 @@ TEST(CAudioWrapperSettingsTest, ProcessWideSettingsShapeEveryNewInstance)
     ASSERT_EQ(CGlobalData::get().writeString(CString("vst-func-sync"), CString("1")), nullptr);
     ASSERT_EQ(CLocalData::get().writeString(CString("integration-time"), CString("1234")), nullptr);
 
-    CFakeHost host;
-    AEffect* effect = nullptr;
-    CError* error = CAudioWrapperVST::create(host.callback(), &effect, 0);
-    ASSERT_EQ(error, nullptr);
+    CVstHost host;
+    CHostedPlugin plugin(host);
+    ASSERT_EQ(test::CErrorText::takeChain(plugin.attach(&CWrapperEntry::make<0>, "product")), "");
+    AEffect* effect = plugin.getEffect();
     auto* wrapper = static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(effect));
     // A host that could take eight channels gets two, and every call is serialised.
     EXPECT_EQ(effect->numOutputs, 2);
     EXPECT_TRUE(wrapper->hasSyncLock());
     // The shared meter time is put in the parameter when the instance starts...
-    CFakeHost::startUp(effect, 48000.0f, 512);
+    plugin.open();
+    plugin.start(48000.0f, 512);
     CAudioParam* rms =
         wrapper->getParamCollector()->findParam(CString("plugin.modMain.meter-rmstime"));
     ASSERT_NE(rms, nullptr);
@@ -276,7 +291,7 @@ TEST(CAudioWrapperSettingsTest, ProcessWideSettingsShapeEveryNewInstance)
     double storedValue = 0.0;
     EXPECT_TRUE(stored.parseDouble(storedValue));
     EXPECT_DOUBLE_EQ(storedValue, 500.0);
-    EXPECT_EQ(CFakeHost::close(effect), 1);
+    EXPECT_EQ(plugin.close(), 1);
     CGlobalData::get().reset();
     CLocalData::get().reset();
 }

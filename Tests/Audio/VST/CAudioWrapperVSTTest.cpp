@@ -9,7 +9,9 @@
 #include "Core/Platform/CLock.h"
 #include "Core/Platform/CThisThread.h"
 #include "Support/CErrorText.h"
-#include "Support/CFakeHost.h"
+#include "CHostedPlugin.h"
+#include "CVstHost.h"
+#include "CWrapperEntry.h"
 
 #include <gtest/gtest.h>
 
@@ -23,15 +25,13 @@ namespace kel
 namespace
 {
 
-// Most tests run a stereo instance, as stereo hosts see it; the product's own count is tested
-// apart.
-AEffect* createEffect(CFakeHost& host, int intChannelCount = 2)
+// Most tests run a stereo instance (CWrapperEntry::make<2>), as stereo hosts see it; the
+// product's own count is tested apart.
+AEffect* attachEffect(CHostedPlugin& plugin, VstEntryProc entry = &CWrapperEntry::make<2>)
 {
-    AEffect* effect = nullptr;
-    CError* error = CAudioWrapperVST::create(host.callback(), &effect, intChannelCount);
-    if (error)
+    if (CError* error = plugin.attach(entry, "wrapper"))
         ADD_FAILURE() << test::CErrorText::takeChain(error);
-    return effect;
+    return plugin.getEffect();
 }
 
 CAudioWrapperVST* wrapperOf(AEffect* effect)
@@ -105,7 +105,9 @@ class CAudioWrapperVSTTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        effect = createEffect(host);
+        host.setVendor("Kelmont Test");
+        host.setProduct("Test Host");
+        effect = attachEffect(plugin);
         ASSERT_NE(effect, nullptr);
         wrapper = wrapperOf(effect);
     }
@@ -113,11 +115,12 @@ protected:
     {
         if (effect)
         {
-            EXPECT_EQ(CFakeHost::close(effect), 1);
+            EXPECT_EQ(plugin.close(), 1);
         }
     }
 
-    CFakeHost host;
+    CVstHost host;
+    CHostedPlugin plugin{host};
     AEffect* effect = nullptr;
     CAudioWrapperVST* wrapper = nullptr;
 };
@@ -132,19 +135,20 @@ TEST_F(CAudioWrapperVSTTest, StartUpPublishesIdentityCountsAndFlags)
     EXPECT_EQ(effect->numOutputs, 2);
     EXPECT_EQ(effect->flags, kEffectFlagHasEditor | kEffectFlagCanReplacing |
                                  kEffectFlagCanDoubleReplacing | kEffectFlagProgramChunks);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetVstVersion), 2400);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetPlugCategory), kCategoryEffect);
+    EXPECT_EQ(plugin.dispatch(kEffGetVstVersion), 2400);
+    EXPECT_EQ(plugin.dispatch(kEffGetPlugCategory), kCategoryEffect);
 
-    CFakeHost productHost;
-    AEffect* product = createEffect(productHost, 0);
+    CVstHost productHost;
+    CHostedPlugin productPlugin(productHost);
+    AEffect* product = attachEffect(productPlugin, &CWrapperEntry::make<0>);
     ASSERT_NE(product, nullptr);
     EXPECT_EQ(product->numInputs, 8);
     EXPECT_EQ(product->numOutputs, 8);
-    EXPECT_EQ(CFakeHost::close(product), 1);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetVendorVersion), 0x010000);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffCanBeAutomated, 0), 1);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetCurrentMidiProgram), -1);
-    EXPECT_STREQ(wrapper->getHostProduct(), "Fake Host");
+    EXPECT_EQ(productPlugin.close(), 1);
+    EXPECT_EQ(plugin.dispatch(kEffGetVendorVersion), 0x010000);
+    EXPECT_EQ(plugin.dispatch(kEffCanBeAutomated, 0), 1);
+    EXPECT_EQ(plugin.dispatch(kEffGetCurrentMidiProgram), -1);
+    EXPECT_STREQ(wrapper->getHostProduct(), "Test Host");
     EXPECT_STREQ(wrapper->getHostVendor(), "Kelmont Test");
     EXPECT_EQ(wrapper->getHostVersion(), 2400);
 }
@@ -152,16 +156,16 @@ TEST_F(CAudioWrapperVSTTest, StartUpPublishesIdentityCountsAndFlags)
 TEST_F(CAudioWrapperVSTTest, EditorReportsItsRectangleAndOpensNoWindowYet)
 {
     ERect* rect = nullptr;
-    ASSERT_EQ(CFakeHost::dispatch(effect, kEffEditGetRect, 0, 0, &rect), 1);
+    ASSERT_EQ(plugin.dispatch(kEffEditGetRect, 0, 0, &rect), 1);
     ASSERT_NE(rect, nullptr);
     EXPECT_EQ(rect->top, 0);
     EXPECT_EQ(rect->left, 0);
     EXPECT_EQ(rect->bottom, 215);
     EXPECT_EQ(rect->right, 446);
     int parentWindow = 0;
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditOpen, 0, 0, &parentWindow), 0);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditIdle), 0);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffEditClose), 0);
+    EXPECT_EQ(plugin.dispatch(kEffEditOpen, 0, 0, &parentWindow), 0);
+    EXPECT_EQ(plugin.dispatch(kEffEditIdle), 0);
+    EXPECT_EQ(plugin.dispatch(kEffEditClose), 0);
 }
 
 TEST_F(CAudioWrapperVSTTest, StringAnswersAreCutToTheirBuffers)
@@ -185,28 +189,28 @@ TEST_F(CAudioWrapperVSTTest, StringAnswersAreCutToTheirBuffers)
     {
         char buffer[80];
         std::memset(buffer, '#', sizeof(buffer));
-        CFakeHost::dispatch(effect, c.opcode, 0, 0, buffer);
+        plugin.dispatch(c.opcode, 0, 0, buffer);
         EXPECT_STREQ(buffer, c.expected) << "opcode " << c.opcode;
         EXPECT_EQ(buffer[c.bytes], '#') << "opcode " << c.opcode;
     }
     char buffer[kVstProgramNameBytes + 1];
     std::memset(buffer, '#', sizeof(buffer));
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgramNameIndexed, 0, 0, buffer), 1);
+    EXPECT_EQ(plugin.dispatch(kEffGetProgramNameIndexed, 0, 0, buffer), 1);
     EXPECT_STREQ(buffer, "Default");
     EXPECT_EQ(buffer[kVstProgramNameBytes], '#');
     // Longer names are cut to the host's field.
     std::memset(buffer, '#', sizeof(buffer));
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgramNameIndexed, 1, 0, buffer), 1);
+    EXPECT_EQ(plugin.dispatch(kEffGetProgramNameIndexed, 1, 0, buffer), 1);
     EXPECT_STREQ(buffer, "Beep - 1 s 220 Hz @ 30 ");
     EXPECT_EQ(buffer[kVstProgramNameBytes], '#');
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgramNameIndexed, 7, 0, buffer), 0);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetProgramNameIndexed, -1, 0, buffer), 0);
+    EXPECT_EQ(plugin.dispatch(kEffGetProgramNameIndexed, 7, 0, buffer), 0);
+    EXPECT_EQ(plugin.dispatch(kEffGetProgramNameIndexed, -1, 0, buffer), 0);
 }
 
 TEST_F(CAudioWrapperVSTTest, CanDoAnswers)
 {
     auto canDo = [this](const char* text)
-    { return CFakeHost::dispatch(effect, kEffCanDo, 0, 0, const_cast<char*>(text)); };
+    { return plugin.dispatch(kEffCanDo, 0, 0, const_cast<char*>(text)); };
     EXPECT_EQ(canDo("hasCockosExtensions"), static_cast<intptr_t>(0xBEEF0000u));
     EXPECT_EQ(canDo("receiveVstMidiEvent"), 1);
     EXPECT_EQ(canDo("receiveVstTimeInfo"), 1);
@@ -223,21 +227,21 @@ TEST_F(CAudioWrapperVSTTest, SpeakerArrangementsLargerThanDeclaredAreRefused)
     input.numChannels = 3;
     output.type = kArrangementStereo;
     output.numChannels = 2;
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetSpeakerArrangement, 0,
-                                  reinterpret_cast<intptr_t>(&input), &output),
-              0);
+    EXPECT_EQ(
+        plugin.dispatch(kEffSetSpeakerArrangement, 0, reinterpret_cast<intptr_t>(&input), &output),
+        0);
     VstSpeakerArrangement* gotIn = nullptr;
     VstSpeakerArrangement* gotOut = nullptr;
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffGetSpeakerArrangement, 0,
-                                  reinterpret_cast<intptr_t>(&gotIn), &gotOut),
-              0);
+    EXPECT_EQ(
+        plugin.dispatch(kEffGetSpeakerArrangement, 0, reinterpret_cast<intptr_t>(&gotIn), &gotOut),
+        0);
     EXPECT_EQ(gotIn, nullptr);
     EXPECT_EQ(gotOut, nullptr);
     output.numChannels = 9;
     input.numChannels = 1;
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetSpeakerArrangement, 0,
-                                  reinterpret_cast<intptr_t>(&input), &output),
-              0);
+    EXPECT_EQ(
+        plugin.dispatch(kEffSetSpeakerArrangement, 0, reinterpret_cast<intptr_t>(&input), &output),
+        0);
 }
 
 TEST_F(CAudioWrapperVSTTest, SpeakerArrangementNamesChannelsAndIsKept)
@@ -249,17 +253,17 @@ TEST_F(CAudioWrapperVSTTest, SpeakerArrangementNamesChannelsAndIsKept)
     output.type = kArrangementStereo;
     output.numChannels = 2;
     std::memcpy(output.speakers[1].name, "Right", 6);
-    ASSERT_EQ(CFakeHost::dispatch(effect, kEffSetSpeakerArrangement, 0,
-                                  reinterpret_cast<intptr_t>(&input), &output),
-              1);
+    ASSERT_EQ(
+        plugin.dispatch(kEffSetSpeakerArrangement, 0, reinterpret_cast<intptr_t>(&input), &output),
+        1);
     // The host's records may go away; ours are copies.
     std::memset(&output, 0x55, sizeof(output));
 
     VstSpeakerArrangement* gotIn = nullptr;
     VstSpeakerArrangement* gotOut = nullptr;
-    ASSERT_EQ(CFakeHost::dispatch(effect, kEffGetSpeakerArrangement, 0,
-                                  reinterpret_cast<intptr_t>(&gotIn), &gotOut),
-              1);
+    ASSERT_EQ(
+        plugin.dispatch(kEffGetSpeakerArrangement, 0, reinterpret_cast<intptr_t>(&gotIn), &gotOut),
+        1);
     ASSERT_NE(gotIn, nullptr);
     ASSERT_NE(gotOut, nullptr);
     EXPECT_EQ(gotIn->numChannels, 1);
@@ -276,26 +280,28 @@ TEST_F(CAudioWrapperVSTTest, SpeakerArrangementNamesChannelsAndIsKept)
     EXPECT_STREQ(name, "Right");
 
     // Resume takes the counts from the arrangements.
-    CFakeHost::startUp(effect, 48000.0f, 256);
+    plugin.open();
+    plugin.start(48000.0f, 256);
     EXPECT_EQ(wrapper->getInChannels(), 1);
     EXPECT_EQ(wrapper->getOutChannels(), 2);
 }
 
 TEST_F(CAudioWrapperVSTTest, ProcessPrecisionTakesOnlyTheTwoKnownValues)
 {
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetProcessPrecision, 0, 2), 0);
+    EXPECT_EQ(plugin.dispatch(kEffSetProcessPrecision, 0, 2), 0);
     EXPECT_FALSE(wrapper->isDoublePrecision());
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetProcessPrecision, 0, kProcessPrecision64), 1);
+    EXPECT_EQ(plugin.dispatch(kEffSetProcessPrecision, 0, kProcessPrecision64), 1);
     EXPECT_TRUE(wrapper->isDoublePrecision());
     EXPECT_TRUE(wrapper->isInputDouble());
     EXPECT_TRUE(wrapper->isOutputDouble());
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetProcessPrecision, 0, kProcessPrecision32), 1);
+    EXPECT_EQ(plugin.dispatch(kEffSetProcessPrecision, 0, kProcessPrecision32), 1);
     EXPECT_FALSE(wrapper->isOutputDouble());
 }
 
 TEST_F(CAudioWrapperVSTTest, ThousandFramesRunAs512And488)
 {
-    CFakeHost::startUp(effect, 44100.0f, 1024);
+    plugin.open();
+    plugin.start(44100.0f, 1024);
     const int frames = 1000;
     CChannelBuffers<float> in(2, frames);
     CChannelBuffers<float> out(2, frames);
@@ -313,7 +319,8 @@ TEST_F(CAudioWrapperVSTTest, ThousandFramesRunAs512And488)
 TEST_F(CAudioWrapperVSTTest, BlocksLargerThanAnnouncedStillRunWhole)
 {
     // Hosts render offline in blocks larger than the size they announced.
-    CFakeHost::startUp(effect, 44100.0f, 64);
+    plugin.open();
+    plugin.start(44100.0f, 64);
     const int frames = 8192 + 100;
     CChannelBuffers<float> in(2, frames);
     CChannelBuffers<float> out(2, frames);
@@ -328,7 +335,8 @@ TEST_F(CAudioWrapperVSTTest, BlocksLargerThanAnnouncedStillRunWhole)
 
 TEST_F(CAudioWrapperVSTTest, ZeroFrameCallWritesNothing)
 {
-    CFakeHost::startUp(effect, 44100.0f, 512);
+    plugin.open();
+    plugin.start(44100.0f, 512);
     CChannelBuffers<float> in(2, 0);
     CChannelBuffers<float> out(2, 0);
     const int64_t runsBefore = wrapper->getRunCount();
@@ -341,7 +349,8 @@ TEST_F(CAudioWrapperVSTTest, ZeroFrameCallWritesNothing)
 
 TEST_F(CAudioWrapperVSTTest, NullInputIsSilence)
 {
-    CFakeHost::startUp(effect, 44100.0f, 512);
+    plugin.open();
+    plugin.start(44100.0f, 512);
     const int frames = 300;
     CChannelBuffers<float> in(2, frames);
     CChannelBuffers<float> out(2, frames);
@@ -359,7 +368,8 @@ TEST_F(CAudioWrapperVSTTest, NullInputIsSilence)
 
 TEST_F(CAudioWrapperVSTTest, InPlaceBuffersKeepTheSignal)
 {
-    CFakeHost::startUp(effect, 44100.0f, 2048);
+    plugin.open();
+    plugin.start(44100.0f, 2048);
     const int frames = 1500;
     CChannelBuffers<float> io(2, frames);
     const auto left = testSignal<float>(frames, 0);
@@ -374,8 +384,9 @@ TEST_F(CAudioWrapperVSTTest, InPlaceBuffersKeepTheSignal)
 
 TEST_F(CAudioWrapperVSTTest, DoublePrecisionCarriesDoublesUntouched)
 {
-    CFakeHost::dispatch(effect, kEffSetProcessPrecision, 0, kProcessPrecision64);
-    CFakeHost::startUp(effect, 96000.0f, 1024);
+    plugin.dispatch(kEffSetProcessPrecision, 0, kProcessPrecision64);
+    plugin.open();
+    plugin.start(96000.0f, 1024);
     const int frames = 777;
     CChannelBuffers<double> in(2, frames);
     CChannelBuffers<double> out(2, frames);
@@ -390,8 +401,9 @@ TEST_F(CAudioWrapperVSTTest, DoublePrecisionCarriesDoublesUntouched)
 TEST_F(CAudioWrapperVSTTest, FloatSlotStaysFloatEvenAfterDoublePrecision)
 {
     // A host that announced 64 bits and then calls the float slot must not get doubles.
-    CFakeHost::dispatch(effect, kEffSetProcessPrecision, 0, kProcessPrecision64);
-    CFakeHost::startUp(effect, 44100.0f, 1024);
+    plugin.dispatch(kEffSetProcessPrecision, 0, kProcessPrecision64);
+    plugin.open();
+    plugin.start(44100.0f, 1024);
     const int frames = 256;
     CChannelBuffers<float> in(2, frames);
     CChannelBuffers<float> out(2, frames);
@@ -403,14 +415,15 @@ TEST_F(CAudioWrapperVSTTest, FloatSlotStaysFloatEvenAfterDoublePrecision)
 
 TEST_F(CAudioWrapperVSTTest, MainsOnTwiceStartsOnceAndKeepsWorking)
 {
-    CFakeHost::startUp(effect, 44100.0f, 1024);
-    CFakeHost::dispatch(effect, kEffMainsChanged, 0, 1);
+    plugin.open();
+    plugin.start(44100.0f, 1024);
+    plugin.dispatch(kEffMainsChanged, 0, 1);
     EXPECT_TRUE(wrapper->isRunning());
-    CFakeHost::dispatch(effect, kEffMainsChanged, 0, 0);
-    CFakeHost::dispatch(effect, kEffMainsChanged, 0, 0);
+    plugin.dispatch(kEffMainsChanged, 0, 0);
+    plugin.dispatch(kEffMainsChanged, 0, 0);
     EXPECT_FALSE(wrapper->isRunning());
-    CFakeHost::dispatch(effect, kEffSetBlockSize, 0, 8192);
-    CFakeHost::dispatch(effect, kEffMainsChanged, 0, 1);
+    plugin.dispatch(kEffSetBlockSize, 0, 8192);
+    plugin.dispatch(kEffMainsChanged, 0, 1);
     EXPECT_TRUE(wrapper->isRunning());
     EXPECT_EQ(wrapper->CAudioWrapper::getBlockSize(), 8192);
     const int frames = 600;
@@ -423,7 +436,8 @@ TEST_F(CAudioWrapperVSTTest, MainsOnTwiceStartsOnceAndKeepsWorking)
 
 TEST_F(CAudioWrapperVSTTest, AudioThreadNeitherAllocatesNorLocksAfterResume)
 {
-    CFakeHost::startUp(effect, 44100.0f, 8192);
+    plugin.open();
+    plugin.start(44100.0f, 8192);
     const int frames = 8192;
     CChannelBuffers<float> in(2, frames);
     CChannelBuffers<float> out(2, frames);
@@ -449,32 +463,34 @@ TEST_F(CAudioWrapperVSTTest, AudioThreadNeitherAllocatesNorLocksAfterResume)
 
 TEST_F(CAudioWrapperVSTTest, ALatencyThatMovesIsToldToTheHostOnceAfterTheBlock)
 {
-    CFakeHost::startUp(effect, 44100.0f, 512);
+    plugin.open();
+    plugin.start(44100.0f, 512);
     float left[64] = {};
     float right[64] = {};
     float* channels[2] = {left, right};
     effect->processReplacing(effect, channels, channels, 64);
-    EXPECT_TRUE(host.callsOf(kHostIOChanged).empty()) << "a steady latency is not news";
+    EXPECT_TRUE(plugin.getCallbacks(kHostIOChanged).empty()) << "a steady latency is not news";
     // The graph's output stage stores a new latency during a block.
     wrapper->getAudioEnv()->setLatencyFrames(96);
     effect->processReplacing(effect, channels, channels, 64);
-    EXPECT_EQ(host.callsOf(kHostIOChanged).size(), 1u);
+    EXPECT_EQ(plugin.getCallbacks(kHostIOChanged).size(), 1u);
     EXPECT_EQ(effect->initialDelay, 96) << "the host reads the delay when it hears of the change";
     effect->processReplacing(effect, channels, channels, 64);
-    EXPECT_EQ(host.callsOf(kHostIOChanged).size(), 1u);
+    EXPECT_EQ(plugin.getCallbacks(kHostIOChanged).size(), 1u);
 }
 
 TEST_F(CAudioWrapperVSTTest, OfflineStateFollowsTheHostsProcessLevel)
 {
-    CFakeHost::startUp(effect, 44100.0f, 512);
+    plugin.open();
+    plugin.start(44100.0f, 512);
     EXPECT_FALSE(wrapper->getOffline());
     float left[64] = {};
     float right[64] = {};
     float* channels[2] = {left, right};
-    host.processLevel = kProcessLevelOffline;
+    host.setProcessLevel(kProcessLevelOffline);
     effect->processReplacing(effect, channels, channels, 64);
     EXPECT_TRUE(wrapper->getOffline());
-    host.processLevel = kProcessLevelRealtime;
+    host.setProcessLevel(kProcessLevelRealtime);
     effect->processReplacing(effect, channels, channels, 64);
     EXPECT_FALSE(wrapper->getOffline());
 }
@@ -485,18 +501,18 @@ TEST_F(CAudioWrapperVSTTest, NullPointersFromTheHostDoNotCrash)
     {
         if (opcode == kEffClose)
             continue;
-        CFakeHost::dispatch(effect, opcode, 0, 0, nullptr);
+        plugin.dispatch(opcode, 0, 0, nullptr);
         // Two opcodes carry a pointer in value; elsewhere value is a plain number.
         if (opcode != kEffSetSpeakerArrangement && opcode != kEffGetSpeakerArrangement)
-            CFakeHost::dispatch(effect, opcode, -1, -1, nullptr, -1.0f);
+            plugin.dispatch(opcode, -1, -1, nullptr, -1.0f);
     }
     // Index 7 asks to format a value into ptr; wheel forms with no ptr at all.
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffVendorSpecific, CAudioWrapperVST::kFormatValueIndex,
-                                  0, nullptr, 0.5f),
-              0);
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffSetSpeakerArrangement, 0, 0, nullptr), 0);
+    EXPECT_EQ(
+        plugin.dispatch(kEffVendorSpecific, CAudioWrapperVST::kFormatValueIndex, 0, nullptr, 0.5f),
+        0);
+    EXPECT_EQ(plugin.dispatch(kEffSetSpeakerArrangement, 0, 0, nullptr), 0);
     VstEvents empty = {};
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffProcessEvents, 0, 0, &empty), 1);
+    EXPECT_EQ(plugin.dispatch(kEffProcessEvents, 0, 0, &empty), 1);
     EXPECT_EQ(wrapper->getParameter(-1), 0.0f);
     wrapper->setParameter(100, 1.0f);
 }
@@ -506,6 +522,13 @@ class CMidiRecorder : public CAudioWrapperVST
 {
 public:
     using CAudioWrapperVST::CAudioWrapperVST;
+    // The entry of a stereo recording instance.
+    static AEffect* entry(VstHostCallback host)
+    {
+        auto* recorder = new CMidiRecorder(host, 2);
+        EXPECT_EQ(test::CErrorText::takeChain(recorder->init()), "");
+        return recorder->getAeffect();
+    }
     struct Event
     {
         int status, channel, data1, data2;
@@ -522,10 +545,12 @@ protected:
 
 TEST_F(CAudioWrapperVSTTest, MidiEventsAreDecodedWithTheirTimeAndOtherEventsSkipped)
 {
-    auto* recorder = new CMidiRecorder(host.callback(), 2);
-    ASSERT_EQ(recorder->init(), nullptr);
-    AEffect* own = recorder->getAeffect();
-    CFakeHost::startUp(own, 48000.0f, 512);
+    CHostedPlugin recorderPlugin(host);
+    AEffect* own = attachEffect(recorderPlugin, &CMidiRecorder::entry);
+    ASSERT_NE(own, nullptr);
+    auto* recorder = static_cast<CMidiRecorder*>(AudioEffect::fromAeffect(own));
+    recorderPlugin.open();
+    recorderPlugin.start(48000.0, 512);
 
     VstMidiEvent note = {};
     note.type = kEventTypeMidi;
@@ -549,7 +574,7 @@ TEST_F(CAudioWrapperVSTTest, MidiEventsAreDecodedWithTheirTimeAndOtherEventsSkip
               0,
               {reinterpret_cast<VstEvent*>(&note), &sysEx, nullptr,
                reinterpret_cast<VstEvent*>(&control)}};
-    EXPECT_EQ(CFakeHost::dispatch(own, kEffProcessEvents, 0, 0, &list), 1);
+    EXPECT_EQ(recorderPlugin.dispatch(kEffProcessEvents, 0, 0, &list), 1);
 
     ASSERT_EQ(recorder->events.size(), 2u);
     const CMidiRecorder::Event& first = recorder->events[0];
@@ -564,38 +589,39 @@ TEST_F(CAudioWrapperVSTTest, MidiEventsAreDecodedWithTheirTimeAndOtherEventsSkip
     EXPECT_EQ(second.data1, 7);
     EXPECT_EQ(second.data2, 100);
     EXPECT_DOUBLE_EQ(second.timeSec, 0.01);
-    EXPECT_EQ(CFakeHost::close(own), 1);
+    EXPECT_EQ(recorderPlugin.close(), 1);
 }
 
 TEST_F(CAudioWrapperVSTTest, WheelFormWithoutAnOpenEditorIsLeftToTheHost)
 {
     // With no window to take it, the host keeps the wheel event.
-    EXPECT_EQ(CFakeHost::dispatch(effect, kEffVendorSpecific, CAudioWrapperVST::kWheelIndex,
-                                  CAudioWrapperVST::kWheelValue, nullptr, 2.5f),
+    EXPECT_EQ(plugin.dispatch(kEffVendorSpecific, CAudioWrapperVST::kWheelIndex,
+                              CAudioWrapperVST::kWheelValue, nullptr, 2.5f),
               0);
 }
 
 TEST_F(CAudioWrapperVSTTest, InstanceHooksReachTheHost)
 {
-    host.clearCalls();
+    plugin.clearRecords();
     wrapper->hostBeginEdit(2);
     wrapper->hostAutomate(2, 0.75f);
     wrapper->hostEndEdit(2);
     wrapper->hostUpdateDisplay();
-    ASSERT_EQ(host.countOf(kHostAutomate), 1);
-    EXPECT_FLOAT_EQ(host.callsOf(kHostAutomate)[0].opt, 0.75f);
-    EXPECT_EQ(host.callsOf(kHostBeginEdit).at(0).index, 2);
-    EXPECT_EQ(host.callsOf(kHostEndEdit).at(0).index, 2);
-    EXPECT_EQ(host.countOf(kHostUpdateDisplay), 1);
+    ASSERT_EQ(plugin.countCallbacks(kHostAutomate), 1);
+    EXPECT_FLOAT_EQ(plugin.getCallbacks(kHostAutomate)[0].opt, 0.75f);
+    EXPECT_EQ(plugin.getCallbacks(kHostBeginEdit).at(0).index, 2);
+    EXPECT_EQ(plugin.getCallbacks(kHostEndEdit).at(0).index, 2);
+    EXPECT_EQ(plugin.countCallbacks(kHostUpdateDisplay), 1);
 }
 
 TEST_F(CAudioWrapperVSTTest, SetParameterNeverCallsTheHost)
 {
-    host.clearCalls();
+    plugin.clearRecords();
     for (int index = -1; index < 8; ++index)
         effect->setParameter(effect, index, 0.5f);
-    EXPECT_EQ(host.countOf(kHostAutomate), 0);
-    EXPECT_EQ(host.callsOf(kHostAutomate).size() + host.callsOf(kHostBeginEdit).size(), 0u);
+    EXPECT_EQ(plugin.countCallbacks(kHostAutomate), 0);
+    EXPECT_EQ(
+        plugin.getCallbacks(kHostAutomate).size() + plugin.getCallbacks(kHostBeginEdit).size(), 0u);
 }
 
 // --- Host identity and quirks ---
@@ -614,34 +640,37 @@ TEST(CAudioWrapperVSTHosts, OldHostsAndAcidGetTwoChannelsOthersTheFullCount)
         CHostCase host;
         int32_t channels;
     } cases[] = {
-        {{2299, "Fake Host", "Kelmont Test"}, 2},
-        {{2300, "Fake Host", "Kelmont Test"}, 8},
+        {{2299, "Test Host", "Kelmont Test"}, 2},
+        {{2300, "Test Host", "Kelmont Test"}, 8},
         {{2400, "Sony ACID Pro", "Sony"}, 2},
         {{2400, "Sony ACID Pro 7", "Sony"}, 8},
         {{2400, "", ""}, 8},
-        {{1, "Fake Host", "Kelmont Test"}, 2},
+        {{1, "Test Host", "Kelmont Test"}, 2},
     };
     for (const auto& c : cases)
     {
-        CFakeHost host;
-        host.version = c.host.version;
-        std::strcpy(host.product, c.host.product);
-        std::strcpy(host.vendor, c.host.vendor);
-        AEffect* effect = createEffect(host, 8);
+        CVstHost host;
+        host.setHostVersion(c.host.version);
+        host.setProduct(c.host.product);
+        host.setVendor(c.host.vendor);
+        CHostedPlugin plugin(host);
+        AEffect* effect = attachEffect(plugin, &CWrapperEntry::make<8>);
         ASSERT_NE(effect, nullptr);
         EXPECT_EQ(effect->numInputs, c.channels) << c.host.version << " " << c.host.product;
         EXPECT_EQ(effect->numOutputs, c.channels) << c.host.version << " " << c.host.product;
-        CFakeHost::close(effect);
+        plugin.close();
     }
 }
 
 TEST(CAudioWrapperVSTHosts, EightChannelsRunAllEightThrough)
 {
-    CFakeHost host;
-    AEffect* effect = createEffect(host, 8);
+    CVstHost host;
+    CHostedPlugin plugin(host);
+    AEffect* effect = attachEffect(plugin, &CWrapperEntry::make<8>);
     ASSERT_NE(effect, nullptr);
     ASSERT_EQ(effect->numOutputs, 8);
-    CFakeHost::startUp(effect, 44100.0f, 512);
+    plugin.open();
+    plugin.start(44100.0f, 512);
     const int frames = 700;
     CChannelBuffers<float> in(8, frames);
     CChannelBuffers<float> out(8, frames);
@@ -651,7 +680,7 @@ TEST(CAudioWrapperVSTHosts, EightChannelsRunAllEightThrough)
     for (int channel = 0; channel < 8; ++channel)
         expectSameFrames(out.channel(channel), in.channel(channel), frames);
     EXPECT_TRUE(out.guardsIntact());
-    CFakeHost::close(effect);
+    plugin.close();
 }
 
 TEST(CAudioWrapperVSTHosts, SyncLockOnlyForWaveLabProducts)
@@ -666,18 +695,20 @@ TEST(CAudioWrapperVSTHosts, SyncLockOnlyForWaveLabProducts)
     };
     for (const auto& c : cases)
     {
-        CFakeHost host;
-        std::strcpy(host.product, c.product);
-        AEffect* effect = createEffect(host);
+        CVstHost host;
+        host.setProduct(c.product);
+        CHostedPlugin plugin(host);
+        AEffect* effect = attachEffect(plugin);
         ASSERT_NE(effect, nullptr);
         EXPECT_EQ(wrapperOf(effect)->hasSyncLock(), c.sync) << c.product;
         // Serialised calls still process.
-        CFakeHost::startUp(effect, 44100.0f, 256);
+        plugin.open();
+        plugin.start(44100.0f, 256);
         float samples[2][32] = {};
         float* channels[2] = {samples[0], samples[1]};
         effect->processReplacing(effect, channels, channels, 32);
-        CFakeHost::dispatch(effect, kEffMainsChanged, 0, 0);
-        CFakeHost::close(effect);
+        plugin.dispatch(kEffMainsChanged, 0, 0);
+        plugin.close();
     }
 }
 
@@ -693,27 +724,38 @@ TEST(CAudioWrapperVSTHosts, FocusFlagIsClearedOnlyForTheExactSteinbergVendor)
                  {"Linux Audio Systems", true}};
     for (const auto& c : cases)
     {
-        CFakeHost host;
-        std::strcpy(host.vendor, c.vendor);
-        AEffect* effect = createEffect(host);
+        CVstHost host;
+        host.setVendor(c.vendor);
+        CHostedPlugin plugin(host);
+        AEffect* effect = attachEffect(plugin);
         ASSERT_NE(effect, nullptr);
         EXPECT_EQ(CAudioWrapperVST::windowsTakeFocus(), c.focus) << c.vendor;
-        CFakeHost::close(effect);
+        plugin.close();
     }
 }
 
 TEST(CAudioWrapperVSTHosts, HostWithoutVersionLoadsNothing)
 {
-    CFakeHost host;
-    host.version = 0;
+    CVstHost host;
+    host.setHostVersion(0);
+    CHostedPlugin plugin(host);
     const int64_t liveBefore = CAllocator::liveBlocks();
+    // No error either: the host gets no record. One left as it was would be a record without
+    // its magic, which the host tells apart.
+    const auto entry = [](VstHostCallback callback) -> AEffect*
+    {
+        static AEffect stale;
+        stale = {};
+        AEffect* effect = &stale;
+        EXPECT_EQ(CAudioWrapperVST::create(callback, &effect), nullptr);
+        return effect;
+    };
+    EXPECT_EQ(test::CErrorText::takeKey(plugin.attach(entry, "versionless")),
+              "kelstr_CHostedPlugin_load_Refused");
+    EXPECT_FALSE(plugin.isLoaded());
+    EXPECT_EQ(CAllocator::liveBlocks(), liveBefore);
     AEffect stale = {};
     AEffect* effect = &stale;
-    CError* error = CAudioWrapperVST::create(host.callback(), &effect);
-    EXPECT_EQ(error, nullptr);
-    EXPECT_EQ(effect, nullptr);
-    EXPECT_EQ(CAllocator::liveBlocks(), liveBefore);
-    delete error;
     EXPECT_EQ(CAudioWrapperVST::create(nullptr, &effect), nullptr);
     EXPECT_EQ(effect, nullptr);
 }
@@ -722,19 +764,20 @@ TEST(CAudioWrapperVSTHosts, ASessionLeavesNothingBehind)
 {
     const auto session = []
     {
-        CFakeHost host;
-        AEffect* effect = createEffect(host);
+        CVstHost host;
+        CHostedPlugin plugin(host);
+        AEffect* effect = attachEffect(plugin);
         ASSERT_NE(effect, nullptr);
         VstSpeakerArrangement stereo = {};
         stereo.numChannels = 2;
-        CFakeHost::dispatch(effect, kEffSetSpeakerArrangement, 0,
-                            reinterpret_cast<intptr_t>(&stereo), &stereo);
-        CFakeHost::startUp(effect, 48000.0f, 1024);
+        plugin.dispatch(kEffSetSpeakerArrangement, 0, reinterpret_cast<intptr_t>(&stereo), &stereo);
+        plugin.open();
+        plugin.start(48000.0f, 1024);
         float samples[2][1024] = {};
         float* channels[2] = {samples[0], samples[1]};
         effect->processReplacing(effect, channels, channels, 1024);
-        CFakeHost::dispatch(effect, kEffMainsChanged, 0, 0);
-        EXPECT_EQ(CFakeHost::close(effect), 1);
+        plugin.dispatch(kEffMainsChanged, 0, 0);
+        EXPECT_EQ(plugin.close(), 1);
     };
     // The first instance starts the application, whose shared tree and caches stay for the
     // process; every later session gives back all it took.
@@ -751,8 +794,9 @@ TEST(CAudioWrapperVSTHosts, FirstInstanceStartsTheApplicationWhichLaterInstances
     CSystem::setErrorPresenter([](const char*, const char*, const char* details, void*)
                                { reports.push_back(details); },
                                nullptr);
-    CFakeHost firstHost;
-    AEffect* first = createEffect(firstHost);
+    CVstHost host;
+    CHostedPlugin firstPlugin(host);
+    AEffect* first = attachEffect(firstPlugin);
     ASSERT_NE(first, nullptr);
     CSystem::setErrorPresenter(nullptr, nullptr);
     EXPECT_TRUE(reports.empty()) << reports.front();
@@ -769,12 +813,12 @@ TEST(CAudioWrapperVSTHosts, FirstInstanceStartsTheApplicationWhichLaterInstances
     EXPECT_TRUE(CObject::hasCreator(CString("palette")));
     EXPECT_TRUE(CObject::hasCreator(CString("core:timer")));
 
-    CFakeHost secondHost;
-    AEffect* second = createEffect(secondHost);
+    CHostedPlugin secondPlugin(host);
+    AEffect* second = attachEffect(secondPlugin);
     ASSERT_NE(second, nullptr);
     EXPECT_EQ(CApplication::getSharedObject(), shared);
-    CFakeHost::close(second);
-    CFakeHost::close(first);
+    secondPlugin.close();
+    firstPlugin.close();
 }
 
 TEST(CAudioWrapperVSTWildcard, MatchesStarsAndQuestionMarksIgnoringCase)
@@ -790,18 +834,20 @@ TEST(CAudioWrapperVSTWildcard, MatchesStarsAndQuestionMarksIgnoringCase)
 
 TEST(CAudioWrapperVSTOutputTest, OutputsBeyondTheArrangementGetSilence)
 {
-    CFakeHost host;
-    AEffect* effect = createEffect(host, 8);
+    CVstHost host;
+    CHostedPlugin plugin(host);
+    AEffect* effect = attachEffect(plugin, &CWrapperEntry::make<8>);
     ASSERT_NE(effect, nullptr);
     ASSERT_EQ(effect->numOutputs, 8);
     VstSpeakerArrangement input = {};
     VstSpeakerArrangement output = {};
     input.numChannels = 2;
     output.numChannels = 2;
-    ASSERT_EQ(CFakeHost::dispatch(effect, kEffSetSpeakerArrangement, 0,
-                                  reinterpret_cast<intptr_t>(&input), &output),
-              1);
-    CFakeHost::startUp(effect, 48000.0f, 256);
+    ASSERT_EQ(
+        plugin.dispatch(kEffSetSpeakerArrangement, 0, reinterpret_cast<intptr_t>(&input), &output),
+        1);
+    plugin.open();
+    plugin.start(48000.0f, 256);
 
     constexpr int kFrames = 256;
     std::vector<std::vector<float>> in(8, std::vector<float>(kFrames, 0.5f));
@@ -820,7 +866,7 @@ TEST(CAudioWrapperVSTOutputTest, OutputsBeyondTheArrangementGetSilence)
         for (float sample : out[static_cast<size_t>(channel)])
             ASSERT_EQ(sample, expected) << "channel " << channel;
     }
-    EXPECT_EQ(CFakeHost::close(effect), 1);
+    EXPECT_EQ(plugin.close(), 1);
 }
 
 } // namespace

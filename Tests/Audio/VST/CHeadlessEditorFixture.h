@@ -3,7 +3,9 @@
 #include "Audio/VST/CAudioWrapperVST.h"
 #include "Audio/VST/CAudioWrapperVSTEditor.h"
 #include "Core/CSystem.h"
-#include "Support/CFakeHost.h"
+#include "CHostedPlugin.h"
+#include "CVstHost.h"
+#include "CWrapperEntry.h"
 #include "UI/Platform/Headless/CHeadlessDisplay.h"
 
 #include <gtest/gtest.h>
@@ -27,13 +29,15 @@ protected:
         CSystem::setErrorPresenter([](const char*, const char*, const char* details, void*)
                                    { shownErrors().push_back(details); },
                                    nullptr);
-        ASSERT_EQ(CAudioWrapperVST::create(host.callback(), &effect, 2), nullptr);
+        ASSERT_EQ(test::CErrorText::takeChain(plugin.attach(&CWrapperEntry::make<2>, "stereo")),
+                  "");
+        effect = plugin.getEffect();
         wrapper = static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(effect));
         editor = static_cast<CAudioWrapperVSTEditor*>(wrapper->getEditor());
     }
     void TearDown() override
     {
-        CFakeHost::close(effect);
+        plugin.close();
         CSystem::setErrorPresenter(nullptr, nullptr);
         CAudioWrapperVSTEditor::setDisplayMaker(nullptr);
     }
@@ -45,7 +49,8 @@ protected:
         return errors;
     }
 
-    CFakeHost host;
+    CVstHost host;
+    CHostedPlugin plugin{host};
     AEffect* effect = nullptr;
     CAudioWrapperVST* wrapper = nullptr;
     CAudioWrapperVSTEditor* editor = nullptr;

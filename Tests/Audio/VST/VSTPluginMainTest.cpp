@@ -1,5 +1,7 @@
 #include "Audio/VST/VstInterface.h"
-#include "Support/CFakeHost.h"
+#include "CHostedPlugin.h"
+#include "CVstHost.h"
+#include "Support/CErrorText.h"
 
 #include <gtest/gtest.h>
 
@@ -37,15 +39,17 @@ TEST(VSTPluginMain, BothEntryPointsCreateAWorkingEffect)
     {
         VstEntryProc entry = library.entry(name);
         ASSERT_NE(entry, nullptr) << name;
-        CFakeHost host;
-        AEffect* effect = entry(host.callback());
-        ASSERT_NE(effect, nullptr) << name;
+        CVstHost host;
+        CHostedPlugin plugin(host);
+        ASSERT_EQ(test::CErrorText::takeChain(plugin.attach(entry, name)), "");
+        AEffect* effect = plugin.getEffect();
         EXPECT_EQ(effect->magic, kVstEffectMagic);
         EXPECT_EQ(effect->uniqueID, 0x4B5A6D62);
         char text[kVstEffectNameBytes] = {};
-        CFakeHost::dispatch(effect, kEffGetEffectName, 0, 0, text);
+        plugin.dispatch(kEffGetEffectName, 0, 0, text);
         EXPECT_STREQ(text, "Zumbel");
-        CFakeHost::startUp(effect, 44100.0f, 512);
+        plugin.open();
+        plugin.start(44100.0, 512);
         ASSERT_EQ(effect->numInputs, 8);
         ASSERT_EQ(effect->numOutputs, 8);
         float samples[8][128] = {};
@@ -53,7 +57,7 @@ TEST(VSTPluginMain, BothEntryPointsCreateAWorkingEffect)
         for (int channel = 0; channel < 8; ++channel)
             channels[channel] = samples[channel];
         effect->processReplacing(effect, channels, channels, 128);
-        EXPECT_EQ(CFakeHost::close(effect), 1);
+        EXPECT_EQ(plugin.close(), 1);
     }
 }
 
@@ -63,9 +67,11 @@ TEST(VSTPluginMain, HostWithoutVersionGetsNoEffect)
     ASSERT_NE(library.handle, nullptr) << dlerror();
     VstEntryProc entry = library.entry("VSTPluginMain");
     ASSERT_NE(entry, nullptr);
-    CFakeHost host;
-    host.version = 0;
-    EXPECT_EQ(entry(host.callback()), nullptr);
+    CVstHost host;
+    host.setHostVersion(0);
+    CHostedPlugin plugin(host);
+    EXPECT_EQ(test::CErrorText::takeKey(plugin.attach(entry, "VSTPluginMain")),
+              "kelstr_CHostedPlugin_load_Refused");
     EXPECT_EQ(entry(nullptr), nullptr);
 }
 

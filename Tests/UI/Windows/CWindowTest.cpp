@@ -89,8 +89,10 @@ protected:
         win.add("test:view", "panel")
             .attr("width", "100")
             .attr("height", "60")
+            .attr("tab-group", "fields")
             .attr("fill", "0xff0000");
         win.add("test:view", "meter")
+            .attr("tab-group", "fields")
             .attr("width", "20")
             .attr("height", "60")
             .attr("fill", "0x0000ff")
@@ -103,7 +105,7 @@ protected:
         CTreeBlobWriter::Node& holder = win.add("test:view", "holder");
         holder.attr("width", "40").attr("height", "40").attr("is-intercepting", "true");
         holder.attr("fill", "0x00ff00");
-        holder.add("test:view", "inner").attr("placement", "overlay");
+        holder.add("test:view", "inner").attr("placement", "overlay").attr("tab-group", "fields");
         // A view whose commands note what they saw: on entering, whether "hover" was set yet;
         // on leaving, whether it was still set; on a press, two commands, the first of which
         // skips.
@@ -472,4 +474,59 @@ TEST_F(CWindowTest, AnIdleWindowSleepsAndAnyChangeOrInputWakesIt)
     EXPECT_TRUE(window->isRenderSleeping());
     send(CNativeWindow::CInputEvent::kMouseMove, 5, 5);
     EXPECT_FALSE(window->isRenderSleeping());
+}
+
+TEST_F(CWindowTest, KeyFocusTakesTheKeyboardTabsRoundItsGroupAndEndsOnAPressElsewhere)
+{
+    auto focus = [&](CTestView* target, bool byTab, bool shift = false)
+    {
+        CAttrMap params;
+        params.set(CString("key-focus-view"), CAttrValue(static_cast<void*>(target)));
+        params.set(CString("is-tab"), CAttrValue(byTab));
+        params.set(CString("is-shift"), CAttrValue(shift));
+        return test::CErrorText::takeChain(
+            window->callEventProc(CString("change-key-focus"), params));
+    };
+    ASSERT_FALSE(screen->hasKeyFocus()) << "the host keeps the keyboard until a view asks";
+    ASSERT_EQ(focus(view("panel"), false), "");
+    EXPECT_EQ(window->getKeyFocusView(), view("panel"));
+    EXPECT_TRUE(screen->hasKeyFocus());
+    EXPECT_EQ(view("panel")->events, (std::vector<std::string>{"focus"}));
+    CNativeWindow::CInputEvent key;
+    key.kind = CNativeWindow::CInputEvent::kKeyDown;
+    key.keysym = 'a';
+    key.character = 'a';
+    display.inject(screen, key);
+    display.pump();
+    EXPECT_EQ(view("panel")->events.back(), "key-press");
+
+    // The group in the order of the tree: panel, meter, holder.inner; Tab goes round it and
+    // Shift+Tab goes back.
+    ASSERT_EQ(focus(view("panel"), true), "");
+    EXPECT_EQ(window->getKeyFocusView(), view("meter"));
+    EXPECT_EQ(view("panel")->events.back(), "blur");
+    ASSERT_EQ(focus(view("meter"), true), "");
+    EXPECT_EQ(window->getKeyFocusView(), view("holder.inner"));
+    ASSERT_EQ(focus(view("holder.inner"), true), "");
+    EXPECT_EQ(window->getKeyFocusView(), view("panel"));
+    ASSERT_EQ(focus(view("panel"), true, true), "");
+    EXPECT_EQ(window->getKeyFocusView(), view("holder.inner"));
+    EXPECT_TRUE(screen->hasKeyFocus()) << "moving the focus along keeps the keyboard";
+
+    // A press elsewhere ends the focus before the press arrives, and the keyboard goes back.
+    view("holder.inner")->events.clear();
+    view("sensor")->events.clear();
+    const CLinearBitmap::Rect sensor = view("sensor")->getViewRect();
+    click(sensor.left + 2, sensor.top + 2, 1000);
+    EXPECT_EQ(window->getKeyFocusView(), nullptr);
+    EXPECT_FALSE(screen->hasKeyFocus());
+    EXPECT_EQ(view("holder.inner")->events, (std::vector<std::string>{"blur"}));
+    EXPECT_EQ(view("sensor")->events.front(), "mouse-press") << "the press itself still lands";
+
+    // A view that goes while it holds the keys gives the keyboard back.
+    ASSERT_EQ(focus(view("holder.inner"), false), "");
+    ASSERT_TRUE(screen->hasKeyFocus());
+    CObject::destroyObject(view("holder.inner"));
+    EXPECT_EQ(window->getKeyFocusView(), nullptr);
+    EXPECT_FALSE(screen->hasKeyFocus());
 }

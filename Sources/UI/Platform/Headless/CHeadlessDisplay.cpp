@@ -46,11 +46,25 @@ void CHeadlessDisplay::pump()
     for (const CQueued& queued : queue)
         taken.add(queued);
     queue.clear();
-    for (const CQueued& queued : taken)
+    for (CQueued& queued : taken)
     {
-        if (windows.contains(queued.window))
-            queued.window->deliver(queued.event);
+        if (!windows.contains(queued.window))
+            continue;
+        // A clipboard answer carries the text the clipboard holds when it arrives.
+        if (queued.event.kind == CNativeWindow::CInputEvent::kClipboardText)
+        {
+            queued.event.text = clipboard.getData();
+            queued.event.textBytes = clipboard.getCount();
+        }
+        queued.window->deliver(queued.event);
     }
+}
+
+void CHeadlessDisplay::setClipboard(const char* utf8, int bytes)
+{
+    clipboard.clear();
+    for (int i = 0; i < bytes; ++i)
+        clipboard.add(utf8[i]);
 }
 
 void CHeadlessDisplay::forget(CHeadlessWindow* window)

@@ -33,6 +33,9 @@ public:
     void inject(CHeadlessWindow* window, const CNativeWindow::CInputEvent& event);
     int getWindowCount() const { return windows.getCount(); }
     CHeadlessWindow* getWindow(int index) const { return windows[index]; }
+    // The screen's clipboard, shared by its windows as a real one is shared by clients.
+    void setClipboard(const char* utf8, int bytes);
+    const CArray<char>& getClipboard() const { return clipboard; }
 
 private:
     friend class CHeadlessWindow;
@@ -45,6 +48,7 @@ private:
 
     CArray<CHeadlessWindow*> windows; // not owned: each leaves when deleted
     CArray<CQueued> queue;
+    CArray<char> clipboard;
     bool opened = false;
 };
 

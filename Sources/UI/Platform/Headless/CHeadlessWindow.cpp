@@ -117,4 +117,19 @@ void CHeadlessWindow::deliver(const CInputEvent& event)
         listener->onNativeEvent(event);
 }
 
+void CHeadlessWindow::copyToClipboard(const char* utf8, int bytes)
+{
+    if (display)
+        display->setClipboard(utf8, bytes);
+}
+
+void CHeadlessWindow::requestClipboardText()
+{
+    if (!display)
+        return;
+    CInputEvent answer;
+    answer.kind = CInputEvent::kClipboardText;
+    display->inject(this, answer);
+}
+
 } // namespace kel

@@ -27,6 +27,9 @@ public:
     void setCapture(bool isCaptured) override { captured = isCaptured; }
     void warpPointer(int x, int y) override;
     void takeKeyFocus(bool isTaken) override { keyFocus = isTaken; }
+    // The clipboard is the display's; the answer to a request is queued like any event.
+    void copyToClipboard(const char* utf8, int bytes) override;
+    void requestClipboardText() override;
     bool isOpen() const override { return opened; }
 
     // Delivers one event now, as the display's pump does.

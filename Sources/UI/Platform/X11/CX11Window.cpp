@@ -441,13 +441,31 @@ void CX11Window::takeKeyFocus(bool isTaken)
     if (!window || gone)
         return;
     Display* connection = connectionOf(display);
-    // Hosts keep the keyboard unless a text field asks for it; it goes back to the host after.
-    guard(display,
-          [&]()
-          {
-              XSetInputFocus(connection, isTaken ? window : parent, RevertToParent,
-                             lastEventTime ? lastEventTime : CurrentTime);
-          });
+    const Time when = lastEventTime ? lastEventTime : CurrentTime;
+    if (isTaken)
+    {
+        // Hosts keep the keyboard unless a text field asks for it; it goes back to whoever had
+        // it before.
+        guard(display,
+              [&]()
+              {
+                  Window holder = None;
+                  int revert = 0;
+                  XGetInputFocus(connection, &holder, &revert);
+                  if (holder != window)
+                      focusBefore = holder;
+                  XSetInputFocus(connection, window, RevertToParent, when);
+              });
+        return;
+    }
+    const Window before = focusBefore > PointerRoot ? focusBefore : parent;
+    focusBefore = 0;
+    // A window that had the keys and is gone since: the host's window takes them.
+    const int errors =
+        before ? guard(display, [&]() { XSetInputFocus(connection, before, RevertToParent, when); })
+               : 1;
+    if (errors > 0 && parent && before != parent)
+        guard(display, [&]() { XSetInputFocus(connection, parent, RevertToParent, when); });
 }
 
 void CX11Window::deliver(const CInputEvent& event)
@@ -547,6 +565,19 @@ void CX11Window::handleEvent(void* rawEvent)
             return;
         out.kind = CInputEvent::kClose;
         break;
+    case SelectionRequest:
+        answerSelectionRequest(const_cast<XEvent*>(&event));
+        return;
+    case SelectionClear:
+        if (event.xselectionclear.selection == clipboardAtom)
+        {
+            ownsClipboard = false;
+            clipboardText.clear();
+        }
+        return;
+    case SelectionNotify:
+        takeSelectionAnswer(const_cast<XEvent*>(&event));
+        return;
     case DestroyNotify:
         if (event.xdestroywindow.window != window || destroying)
             return;
@@ -557,6 +588,130 @@ void CX11Window::handleEvent(void* rawEvent)
         return;
     }
     deliver(out);
+}
+
+void CX11Window::internClipboardAtoms()
+{
+    if (clipboardAtom)
+        return;
+    Display* connection = connectionOf(display);
+    guard(display,
+          [&]()
+          {
+              clipboardAtom = XInternAtom(connection, "CLIPBOARD", False);
+              utf8Atom = XInternAtom(connection, "UTF8_STRING", False);
+              targetsAtom = XInternAtom(connection, "TARGETS", False);
+              transferAtom = XInternAtom(connection, "KEL_CLIPBOARD", False);
+          });
+}
+
+void CX11Window::copyToClipboard(const char* utf8, int bytes)
+{
+    if (!window || gone)
+        return;
+    internClipboardAtoms();
+    clipboardText.clear();
+    for (int i = 0; i < bytes; ++i)
+        clipboardText.add(utf8[i]);
+    Display* connection = connectionOf(display);
+    guard(display,
+          [&]()
+          {
+              XSetSelectionOwner(connection, clipboardAtom, window,
+                                 lastEventTime ? lastEventTime : CurrentTime);
+              ownsClipboard = XGetSelectionOwner(connection, clipboardAtom) == window;
+          });
+}
+
+void CX11Window::requestClipboardText()
+{
+    if (!window || gone)
+        return;
+    internClipboardAtoms();
+    Display* connection = connectionOf(display);
+    // Also when we own it ourselves: the answer then comes through the server like any other,
+    // so that it always arrives later, from the pump.
+    guard(display,
+          [&]()
+          {
+              XConvertSelection(connection, clipboardAtom, utf8Atom, transferAtom, window,
+                                lastEventTime ? lastEventTime : CurrentTime);
+          });
+}
+
+void CX11Window::answerSelectionRequest(void* rawEvent)
+{
+    const XSelectionRequestEvent& request = static_cast<XEvent*>(rawEvent)->xselectionrequest;
+    Display* connection = connectionOf(display);
+    XEvent reply = {};
+    reply.xselection.type = SelectionNotify;
+    reply.xselection.requestor = request.requestor;
+    reply.xselection.selection = request.selection;
+    reply.xselection.target = request.target;
+    reply.xselection.time = request.time;
+    reply.xselection.property = None;
+    // Clients from before the property was required name none: the target is the property.
+    const Atom property = request.property != None ? request.property : request.target;
+    // The requestor may be gone by now; the guard takes the error.
+    guard(display,
+          [&]()
+          {
+              if (ownsClipboard && request.selection == clipboardAtom)
+              {
+                  if (request.target == targetsAtom)
+                  {
+                      const Atom offered[2] = {static_cast<Atom>(targetsAtom),
+                                               static_cast<Atom>(utf8Atom)};
+                      XChangeProperty(connection, request.requestor, property, XA_ATOM, 32,
+                                      PropModeReplace,
+                                      reinterpret_cast<const unsigned char*>(offered), 2);
+                      reply.xselection.property = property;
+                  }
+                  else if (request.target == utf8Atom)
+                  {
+                      XChangeProperty(
+                          connection, request.requestor, property, utf8Atom, 8, PropModeReplace,
+                          reinterpret_cast<const unsigned char*>(clipboardText.getData()),
+                          clipboardText.getCount());
+                      reply.xselection.property = property;
+                  }
+              }
+              XSendEvent(connection, request.requestor, False, NoEventMask, &reply);
+          });
+}
+
+void CX11Window::takeSelectionAnswer(void* rawEvent)
+{
+    const XSelectionEvent& answer = static_cast<XEvent*>(rawEvent)->xselection;
+    if (answer.selection != clipboardAtom)
+        return;
+    Display* connection = connectionOf(display);
+    unsigned char* data = nullptr;
+    Atom type = None;
+    int format = 0;
+    unsigned long items = 0;
+    unsigned long after = 0;
+    if (answer.property != None)
+    {
+        guard(display,
+              [&]()
+              {
+                  // Up to 4 MiB of text, read and deleted in one request.
+                  XGetWindowProperty(connection, window, answer.property, 0, 1L << 20, True,
+                                     AnyPropertyType, &type, &format, &items, &after, &data);
+              });
+    }
+    CInputEvent out;
+    out.kind = CInputEvent::kClipboardText;
+    out.timeMs = static_cast<uint32_t>(answer.time);
+    if (data && format == 8 && (type == utf8Atom || type == XA_STRING))
+    {
+        out.text = reinterpret_cast<const char*>(data);
+        out.textBytes = static_cast<int>(items);
+    }
+    deliver(out);
+    if (data)
+        XFree(data);
 }
 
 } // namespace kel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Core/CArray.h"
 #include "UI/Platform/CNativeWindow.h"
 
 #include <cstdint>
@@ -34,6 +35,11 @@ public:
     void setCapture(bool isCaptured) override;
     void warpPointer(int x, int y) override;
     void takeKeyFocus(bool isTaken) override;
+    // CLIPBOARD in UTF8_STRING (TARGETS answered too). Transfers in pieces (INCR) are not
+    // spoken: a text field's text fits one property many times over; such an answer comes as
+    // empty text.
+    void copyToClipboard(const char* utf8, int bytes) override;
+    void requestClipboardText() override;
     bool isOpen() const override { return window != 0 && !gone; }
 
     // The X window id, 0 when closed.
@@ -49,14 +55,26 @@ private:
     [[nodiscard]] CError* makeImage(int width, int height);
     void freeImage();
     void deliver(const CInputEvent& event);
+    // Selection traffic: another client asks for our text, takes the clipboard, or answers us.
+    void answerSelectionRequest(void* event);
+    void takeSelectionAnswer(void* event);
+    void internClipboardAtoms();
 
     CX11Display* display; // not owned; outlives the window
     unsigned long window = 0;
     unsigned long parent = 0;
+    // Who had the keyboard before a text field took it; it goes back there.
+    unsigned long focusBefore = 0;
     void* image = nullptr;   // XImage*, owned
     void* shmInfo = nullptr; // XShmSegmentInfo*, owned when shared memory is used
     void* gc = nullptr;      // GC, owned
     unsigned long deleteAtom = 0;
+    unsigned long clipboardAtom = 0;
+    unsigned long utf8Atom = 0;
+    unsigned long targetsAtom = 0;
+    unsigned long transferAtom = 0; // our property that answers are written into
+    CArray<char> clipboardText;     // what we copied, while we own the clipboard
+    bool ownsClipboard = false;
     int imageWidth = 0;
     int imageHeight = 0;
     CLinearBitmap::Rect dirty;
