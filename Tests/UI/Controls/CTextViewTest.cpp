@@ -2,6 +2,7 @@
 // committed text, with the keyboard taken from the host and given back.
 #include "Audio/CAudioCreators.h"
 #include "Core/CApplication.h"
+#include "Core/Platform/CRunLoop.h"
 #include "ProductResources.h"
 #include "Support/CErrorText.h"
 #include "Support/CTreeBlobWriter.h"
@@ -48,7 +49,12 @@ protected:
         CApplication::init(resources::kResourceTable, "SharedData.xml");
         CUiScale::set(1.0);
     }
-    static void TearDownTestSuite() { CApplication::shutdown(); }
+    // The suites after this one find the application as the others leave it.
+    static void TearDownTestSuite()
+    {
+        CApplication::shutdown();
+        CApplication::init(resources::kResourceTable, "");
+    }
 
     void SetUp() override
     {
@@ -104,6 +110,9 @@ protected:
     }
     void TearDown() override
     {
+        // The edit boxes that ended go as the event bridge delivers their release.
+        if (CRunLoop* loop = CRunLoop::getCurrent())
+            loop->pump();
         CObject::destroyObject(root);
         display.close();
     }
