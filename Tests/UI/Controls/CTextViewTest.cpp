@@ -6,6 +6,7 @@
 #include "ProductResources.h"
 #include "Support/CErrorText.h"
 #include "Support/CTreeBlobWriter.h"
+#include "UI/Windows/CHeadlessTreeTest.h"
 #include "UI/Controls/CTextView.h"
 #include "UI/CUiCreators.h"
 #include "UI/Platform/Headless/CHeadlessDisplay.h"
@@ -37,7 +38,7 @@ std::string utf8(const CString& text)
     return buffer;
 }
 
-class CTextViewTest : public ::testing::Test
+class CTextViewTest : public test::CHeadlessTreeTest
 {
 protected:
     static void SetUpTestSuite()
@@ -90,31 +91,14 @@ protected:
             .attr("color", "Background")
             .attr("is-filled", "true")
             .attr("z-index", "10");
-        blob = CTreeBlobWriter::write(tree);
-        root = new CObject();
-        ASSERT_EQ(root->setAttr(CString("ParentWindow"), CAttrValue(static_cast<void*>(&parent))),
-                  nullptr);
-        CError* error = root->loadFromMemory(blob.data(), blob.size(), true);
-        ASSERT_EQ(error, nullptr) << test::CErrorText::takeChain(error);
-        ASSERT_EQ(display.open(), nullptr);
-        auto* shared =
-            dynamic_cast<CWindowSharedData*>(root->findObject(CString("ui.window-shared-data")));
-        ASSERT_NE(shared, nullptr);
-        shared->setDisplay(&display);
-        window = dynamic_cast<CWindow*>(root->findObject(CString("ui.win.window-renderer")));
-        ASSERT_NE(window, nullptr);
-        error = window->createWindow();
-        ASSERT_EQ(error, nullptr) << test::CErrorText::takeChain(error);
-        screen = dynamic_cast<CHeadlessWindow*>(window->getNativeWindow());
-        ASSERT_NE(screen, nullptr);
+        openTree(tree);
     }
     void TearDown() override
     {
         // The edit boxes that ended go as the event bridge delivers their release.
         if (CRunLoop* loop = CRunLoop::getCurrent())
             loop->pump();
-        CObject::destroyObject(root);
-        display.close();
+        CHeadlessTreeTest::TearDown();
     }
 
     CTextView* field(const char* name) const
@@ -155,13 +139,6 @@ protected:
         for (const char* c = text; *c; ++c)
             key(static_cast<uint8_t>(*c), static_cast<uint8_t>(*c));
     }
-
-    int parent = 0;
-    std::vector<uint8_t> blob;
-    CObject* root = nullptr;
-    CHeadlessDisplay display;
-    CWindow* window = nullptr;
-    CHeadlessWindow* screen = nullptr;
 };
 
 } // namespace

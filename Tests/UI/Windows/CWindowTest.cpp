@@ -4,6 +4,7 @@
 #include "Core/CResourceTable.h"
 #include "ProductResources.h"
 #include "Support/CTreeBlobWriter.h"
+#include "UI/Windows/CHeadlessTreeTest.h"
 #include "UI/CUiCreators.h"
 #include "UI/Platform/Headless/CHeadlessDisplay.h"
 #include "UI/Platform/Headless/CHeadlessWindow.h"
@@ -58,7 +59,7 @@ constexpr uint32_t kRed = 0xff0000;
 constexpr uint32_t kBlue = 0x0000ff;
 constexpr uint32_t kGreen = 0x00ff00;
 
-class CWindowTest : public ::testing::Test
+class CWindowTest : public test::CHeadlessTreeTest
 {
 protected:
     static void SetUpTestSuite()
@@ -139,28 +140,7 @@ protected:
             .attr("is-popup-window", "true")
             .attr("opener", "ui.win.panel")
             .attr("window-alignment", "bottom");
-        blob = CTreeBlobWriter::write(tree);
-        root = new CObject();
-        ASSERT_EQ(root->setAttr(CString("ParentWindow"), CAttrValue(static_cast<void*>(&parent))),
-                  nullptr);
-        CError* error = root->loadFromMemory(blob.data(), blob.size(), true);
-        ASSERT_EQ(error, nullptr) << test::CErrorText::takeChain(error);
-        ASSERT_EQ(display.open(), nullptr);
-        auto* shared =
-            dynamic_cast<CWindowSharedData*>(root->findObject(CString("ui.window-shared-data")));
-        ASSERT_NE(shared, nullptr);
-        shared->setDisplay(&display);
-        window = dynamic_cast<CWindow*>(root->findObject(CString("ui.win.window-renderer")));
-        ASSERT_NE(window, nullptr);
-        error = window->createWindow();
-        ASSERT_EQ(error, nullptr) << test::CErrorText::takeChain(error);
-        screen = dynamic_cast<CHeadlessWindow*>(window->getNativeWindow());
-        ASSERT_NE(screen, nullptr);
-    }
-    void TearDown() override
-    {
-        CObject::destroyObject(root);
-        display.close();
+        openTree(tree);
     }
 
     CTestView* view(const char* name) const
@@ -192,13 +172,6 @@ protected:
         send(CNativeWindow::CInputEvent::kMouseButton, releaseX < 0 ? x : releaseX, y, 1, false,
              timeMs + 50);
     }
-
-    int parent = 0;
-    std::vector<uint8_t> blob;
-    CObject* root = nullptr;
-    CHeadlessDisplay display;
-    CWindow* window = nullptr;
-    CHeadlessWindow* screen = nullptr;
 };
 
 } // namespace
