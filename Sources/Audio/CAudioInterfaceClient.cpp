@@ -169,6 +169,8 @@ CError* CAudioInterfaceClient::subscribeAll()
         KEL_CHECK(message.writeInt32(id));
         KEL_CHECK(send(message));
     }
+    if (historyWatched)
+        KEL_CHECK(requestUndoHistory());
     return nullptr;
 }
 

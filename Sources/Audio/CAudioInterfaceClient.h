@@ -67,7 +67,7 @@ public:
     // Not owned; also makes this the connector's client (null leaves it).
     void setConnector(CAudioInterfaceClientConnector* clientConnector);
     // Sends the subscriptions of every registered listener again (after connecting, or after
-    // the audio side cleared).
+    // the audio side cleared), and asks for the history again when it is watched.
     [[nodiscard]] CError* subscribeAll();
 
     // ---- undo (0 to 4) ----
@@ -79,6 +79,9 @@ public:
     [[nodiscard]] CError* closeUndoRecord(int32_t recordId, const CString& label);
     // The history comes as 30 now and after every change of it.
     [[nodiscard]] CError* requestUndoHistory();
+    // The history is asked for at each subscribeAll from now on: for a watcher that may come
+    // before the client is connected.
+    void watchUndoHistory() { historyWatched = true; }
     [[nodiscard]] CError* moveUndoHistory(int position);
     void getUndoHistory(CArray<CString>& outLabels, int& outPosition) const;
 
@@ -198,6 +201,7 @@ private:
 
     CArray<CString> historyLabels;
     int historyPosition = 0;
+    bool historyWatched = false;
     double sampleRateHz = 44100.0;
     int groupCount = 1;
     int internalChannelCount = 2;

@@ -92,4 +92,16 @@ private:
 // A plain map of attribute values: event parameters, parameters of a run-time creation.
 using CAttrMap = CStringMap<CAttrValue>;
 
+// A parameter of an event by name, or fallback when the event has none.
+inline int32_t getParamInt(const CAttrMap& params, const char* name, int32_t fallback = 0)
+{
+    const CAttrValue* value = params.find(CString(name));
+    return value ? value->getInt() : fallback;
+}
+inline bool getParamBool(const CAttrMap& params, const char* name, bool fallback = false)
+{
+    const CAttrValue* value = params.find(CString(name));
+    return value ? value->getBool() : fallback;
+}
+
 } // namespace kel

@@ -1,8 +1,17 @@
 #include "UI/CUiCreators.h"
 
+#include "UI/Controls/CButton.h"
+#include "UI/Controls/CButtonAB.h"
+#include "UI/Controls/CControlArray.h"
 #include "UI/Controls/CFrame.h"
+#include "UI/Controls/CHistory.h"
 #include "UI/Controls/CKnob.h"
+#include "UI/Controls/CKnobLabels.h"
 #include "UI/Controls/CPicture.h"
+#include "UI/Controls/CSelector.h"
+#include "UI/Controls/CSelectorPalette.h"
+#include "UI/Controls/CSelectorScale.h"
+#include "UI/Controls/CReadOut.h"
 #include "UI/Controls/CTextView.h"
 #include "UI/Controls/CWindowDrag.h"
 #include "UI/Lists/CDynListValueList.h"
@@ -10,9 +19,11 @@
 #include "UI/Lists/CValueListAudio.h"
 #include "UI/Params/CParamBridgeAudio.h"
 #include "UI/Params/CParamGroupSelector.h"
+#include "UI/Params/CPluginControl.h"
 #include "UI/Params/CUIParam.h"
 #include "UI/Params/CUIParamController.h"
 #include "UI/Resources/CBrushSetObject.h"
+#include "UI/Resources/CColorSwatch.h"
 #include "UI/Resources/CFontObject.h"
 #include "UI/Resources/CImageSetObject.h"
 #include "UI/Resources/CPaletteObject.h"
@@ -34,12 +45,23 @@ CError* CUiCreators::registerAll()
         CCreatorRow::of<CFontObject>("font"),
         CCreatorRow::of<CImageSetObject>("imageset"),
         CCreatorRow::of<CPaletteObject>("palette"),
+        CCreatorRow::of<CColorSwatch>("ui:color-swatch"),
+        CCreatorRow::of<CButtonAB>("ui:button-ab"),
+        CCreatorRow::of<CButton>("ui:button-base"),
+        CCreatorRow::of<CControlArray>("ui:control-array"),
         CCreatorRow::of<CDynListValueList>("ui:dynlist-value-list"),
         CCreatorRow::of<CFrame>("ui:frame"),
+        CCreatorRow::of<CHistory>("ui:history"),
         CCreatorRow::of<CKnob>("ui:knob"),
+        CCreatorRow::of<CKnobLabels>("ui:knob-labels"),
         CCreatorRow::of<CParamBridgeAudio>("ui:param-bridge"),
         CCreatorRow::of<CParamGroupSelector>("ui:param-group-selector"),
         CCreatorRow::of<CPicture>("ui:picture"),
+        CCreatorRow::of<CPluginControl>("ui:plugin-control"),
+        CCreatorRow::of<CSelector>("ui:selector"),
+        CCreatorRow::of<CSelectorPalette>("ui:selector-palette"),
+        CCreatorRow::of<CSelectorScale>("ui:selector-scale"),
+        CCreatorRow::of<CReadOut>("ui:readout"),
         CCreatorRow::of<CTextView>("ui:textview"),
         CCreatorRow::of<CUIParam>("ui:ui-param"),
         CCreatorRow::of<CUIParamController>("ui:ui-param-controller"),

@@ -631,12 +631,14 @@ ImageSet knobSet()
             kKnobPixels));
         set.images[i] = std::move(image);
     }
+    // Behind the scale labels: a dark disc over the knob's body, as wide as the circle the
+    // labels stand on.
     set.images[100] = icon(
-        60, 16,
+        56, 56,
         [](cairo_t* cr)
         {
-            roundedRect(cr, 0, 0, 60, 16, 8);
-            setGrey(cr, 255, 0.9);
+            cairo_arc(cr, 28, 28, 28, 0, 2 * kPi);
+            setGrey(cr, 24, 0.8);
             cairo_fill(cr);
         },
         0.0);

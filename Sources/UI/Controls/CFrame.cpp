@@ -36,11 +36,13 @@ void CFrame::registerClass(CClassInfo& info)
 {
     CView::registerClass(info);
     info.addAttrHandler<CFrame>("image-range", &CFrame::attrImageRange);
+    info.addAttrHandler<CFrame>("is-face-filled", &CFrame::attrImageRange);
 }
 
 CError* CFrame::attrImageRange()
 {
     imageRange = getAttrString(CString("image-range"));
+    faceFilled = getAttrBool(CString("is-face-filled"), true);
     invalidate();
     return nullptr;
 }
@@ -86,8 +88,8 @@ void CFrame::draw(CDrawContext& dc)
     const int cornerH = pieces[kTopLeft]->getDrawHeight();
     const CLinearBitmap::Rect inner{area.left + cornerW, area.top + cornerH, area.right - cornerW,
                                     area.bottom - cornerH};
-    const uint32_t face = probeFacePixel(dc, range.first);
-    drawFilledRect(dc, area, face);
+    if (faceFilled)
+        drawFilledRect(dc, area, probeFacePixel(dc, range.first));
 
     // Edges repeat along the sides, cut where the corners begin.
     auto slot = [this](const CImageLayer* layer)

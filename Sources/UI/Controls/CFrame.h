@@ -7,7 +7,8 @@ namespace kel
 
 // A panel (tag ui:frame): the eight pieces of a frame range of its image set ("image-range",
 // default the unnamed range) around its area, edges repeated along the sides, and the inside
-// filled with the face colour of the pieces. Without an image set it fills its area with the
+// filled with the face colour of the pieces (unless "is-face-filled" is false: an outline over
+// what lies beneath). Without an image set it fills its area with the
 // solid colour of its role. Owned by its parent view. [ui thread]
 class CFrame : public CView
 {
@@ -23,6 +24,7 @@ private:
     uint32_t probeFacePixel(CDrawContext& dc, int firstImage);
 
     CString imageRange;
+    bool faceFilled = true;
 };
 
 } // namespace kel

@@ -3,6 +3,7 @@
 #include "Core/CGlobalSettings.h"
 #include "UI/Params/CUIParam.h"
 #include "UI/Params/CUIParamController.h"
+#include "UI/Resources/CColorSwatch.h"
 #include "UI/Resources/CImage.h"
 #include "UI/Resources/CImageLayer.h"
 #include "UI/Resources/CImageSet.h"
@@ -23,6 +24,9 @@ void CKnob::registerClass(CClassInfo& info)
     for (const char* attrName : {"center-x", "center-y", "inner-radius", "outer-radius",
                                  "zone-start", "zone-end", "element"})
         info.addAttrHandler<CKnob>(attrName, &CKnob::attrGeometry);
+    info.addAttrHandler<CKnob>("color-swatch", &CKnob::attrSwatch);
+    info.addAttrHandler<CKnob>("color-index", &CKnob::attrSwatch);
+    info.addAttrHandler<CKnob>("is-link-inversed", &CKnob::attrLink);
 }
 
 CError* CKnob::attrGeometry()
@@ -38,6 +42,22 @@ CError* CKnob::attrGeometry()
     return nullptr;
 }
 
+CError* CKnob::attrSwatch()
+{
+    colorIndex = getAttrInt(CString("color-index"), -1);
+    swatch = nullptr;
+    if (!getAttrString(CString("color-swatch"), CString()).isEmpty())
+        KEL_CHECK(findObjectByAttr("color-swatch", swatch));
+    invalidate();
+    return nullptr;
+}
+
+CError* CKnob::attrLink()
+{
+    linkInversed = getAttrBool(CString("is-link-inversed"), false);
+    return nullptr;
+}
+
 CError* CKnob::initChilds()
 {
     KEL_CHECK(CView::initChilds());
@@ -46,6 +66,20 @@ CError* CKnob::initChilds()
         return KEL_ERROR(
             "@kelstr_CKnob_init_NoParamController Unable to locate UI parameter controller.");
     uiParam = dynamic_cast<CUIParam*>(findObject(CString(".ui-param")));
+    labels = dynamic_cast<CView*>(findObject(CString(".knob-labels")));
+    const CString linkPath = getAttrString(CString("linked-knob"), CString());
+    if (!linkPath.isEmpty())
+    {
+        KEL_CHECK(findObjectByAttr("linked-knob", linkedKnob));
+        // A knob linked to itself would move twice as far: refused like a path to nowhere.
+        if (linkedKnob == this)
+        {
+            linkedKnob = nullptr;
+            return KEL_ERROR("@kelstr_CView_findObjectByAttr_FindError Name attribute '%1' refers "
+                             "to a non-existent object '%2' ('%3')",
+                             CString("linked-knob"), linkPath, getFullName());
+        }
+    }
     computeGeometry();
     return nullptr;
 }
@@ -54,18 +88,33 @@ void CKnob::detachLinks()
 {
     uiParam = nullptr;
     controller = nullptr;
+    labels = nullptr;
+    swatch = nullptr;
+    linkedKnob = nullptr;
+    linkOpen = false;
     CView::detachLinks();
 }
 
-void CKnob::computeGeometry()
+CKnob::CGeometry CKnob::getGeometry() const
 {
     const CLinearBitmap::Rect area = getViewRect();
     const double width = area.right - area.left;
     const double height = area.bottom - area.top;
-    centerX = area.left + width * centerXRatio;
-    centerY = area.top + height * centerYRatio;
-    innerRadius = width * innerRatio;
-    outerRadius = width * outerRatio;
+    CGeometry geometry;
+    geometry.centerX = area.left + width * centerXRatio;
+    geometry.centerY = area.top + height * centerYRatio;
+    geometry.innerRadius = width * innerRatio;
+    geometry.outerRadius = width * outerRatio;
+    return geometry;
+}
+
+void CKnob::computeGeometry()
+{
+    const CGeometry geometry = getGeometry();
+    centerX = geometry.centerX;
+    centerY = geometry.centerY;
+    innerRadius = geometry.innerRadius;
+    outerRadius = geometry.outerRadius;
 }
 
 void CKnob::onAreaChanged()
@@ -108,8 +157,25 @@ void CKnob::draw(CDrawContext& dc)
     const int height = image->getLayer(0)->getDrawHeight();
     int x = 0;
     int y = 0;
-    if (getAlignedImageCoords(dc, getViewRect(), width, height, x, y))
-        drawImage(dc, rangeName, frame - range.first, x, y);
+    if (!getAlignedImageCoords(dc, getViewRect(), width, height, x, y))
+        return;
+    const CColor* indicator = getSwatchColor();
+    for (int i = 0; i < image->getLayerCount(); ++i)
+    {
+        const CImageLayer* layer = image->getLayer(i);
+        const int slot = layer->getColorSlot();
+        const CColor* color =
+            slot == kIndicatorSlot && indicator ? indicator : getColors().getImageColor(slot);
+        drawImageLayer(dc, *layer, x, y, color, 1.0);
+    }
+}
+
+const CColor* CKnob::getSwatchColor()
+{
+    const CViewColors* rootColors = getColors().getRootColors();
+    if (!swatch || !rootColors || !rootColors->getPalette())
+        return nullptr;
+    return swatch->findColor(colorIndex, *rootColors->getPalette(), getColorState());
 }
 
 double CKnob::getRadialValue(int x, int y) const
@@ -151,9 +217,13 @@ CError* CKnob::onMousePress(CAttrMap& params)
     const bool isRing = distance2 >= innerRadius * innerRadius;
     if (dragMode != kModeNone)
         KEL_CHECK(endDrag());
+    CUIParamController* partner =
+        linkedKnob && boolParam(params, "is-ctrl") ? linkedKnob->controller : nullptr;
     if (boolParam(params, "is-double-click"))
     {
         KEL_CHECK(controller->resetToDefault(element, 1));
+        if (partner)
+            KEL_CHECK(partner->resetToDefault(linkedKnob->element, 1));
         return nullptr;
     }
     if (isRing && CGlobalSettings::values().radialKnobMode.load(std::memory_order_relaxed))
@@ -165,6 +235,12 @@ CError* CKnob::onMousePress(CAttrMap& params)
     }
     dragMode = kModeDrag;
     KEL_CHECK(controller->startScale(CUIParamController::kModeOffset, element, 1, false, x, y));
+    if (partner)
+    {
+        KEL_CHECK(partner->startScale(CUIParamController::kModeOffset, linkedKnob->element, 1, true,
+                                      x, y));
+        linkOpen = true;
+    }
     return nullptr;
 }
 
@@ -180,16 +256,23 @@ CError* CKnob::onMouseMove(CAttrMap& params)
         KEL_CHECK(controller->setValue(getRadialValue(x, y)));
         return nullptr;
     }
+    const bool isShift = boolParam(params, "is-shift");
     double value = 0.0;
-    KEL_CHECK(controller->advanceScale(x, y, boolParam(params, "is-shift"), false, true, value));
+    KEL_CHECK(controller->advanceScale(x, y, isShift, false, true, value));
+    if (linkOpen && linkedKnob && linkedKnob->controller)
+        KEL_CHECK(linkedKnob->controller->advanceScale(x, y, isShift, linkInversed, true, value));
     return nullptr;
 }
 
 CError* CKnob::endDrag()
 {
     dragMode = kModeNone;
+    const bool wasLinked = linkOpen;
+    linkOpen = false;
     if (controller)
         KEL_CHECK(controller->finishScale());
+    if (wasLinked && linkedKnob && linkedKnob->controller)
+        KEL_CHECK(linkedKnob->controller->finishScale());
     return nullptr;
 }
 
@@ -210,9 +293,32 @@ CError* CKnob::onMouseCancel(CAttrMap& params)
 CError* CKnob::onMouseWheel(CAttrMap& params)
 {
     KEL_CHECK(CView::onMouseWheel(params));
-    if (controller)
-        KEL_CHECK(controller->addWheelDelta(intParam(params, "delta"), element, 1,
-                                            boolParam(params, "is-shift")));
+    if (!controller)
+        return nullptr;
+    const int delta = intParam(params, "delta");
+    const bool isShift = boolParam(params, "is-shift");
+    KEL_CHECK(controller->addWheelDelta(delta, element, 1, isShift));
+    if (linkedKnob && linkedKnob->controller && boolParam(params, "is-ctrl"))
+        KEL_CHECK(linkedKnob->controller->addWheelDelta(linkInversed ? -delta : delta,
+                                                        linkedKnob->element, 1, isShift));
+    return nullptr;
+}
+
+CError* CKnob::onMouseEnter(CAttrMap& params)
+{
+    KEL_CHECK(CView::onMouseEnter(params));
+    if (labels && CGlobalSettings::values().showKnobLabels.load(std::memory_order_relaxed))
+        KEL_CHECK(labels->setState(CString("show")));
+    return nullptr;
+}
+
+CError* CKnob::onMouseExit(CAttrMap& params)
+{
+    KEL_CHECK(CView::onMouseExit(params));
+    // Cleared whatever the setting says now: a setting switched off while the labels were
+    // shown must not leave them standing.
+    if (labels)
+        KEL_CHECK(labels->unsetState(CString("show")));
     return nullptr;
 }
 

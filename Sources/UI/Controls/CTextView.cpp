@@ -2,6 +2,7 @@
 
 #include "Core/CDebugChannel.h"
 #include "Core/CUtf8Path.h"
+#include "UI/Lists/CValueList.h"
 #include "UI/Resources/CColor.h"
 #include "UI/Resources/CFontObject.h"
 #include "UI/Resources/CPalette.h"
@@ -32,18 +33,6 @@ constexpr int32_t kKeyLeftTab = 0xfe20;
 
 const char* const kDefaultFont = "shared::fnt.base";
 
-int32_t intParam(const CAttrMap& params, const char* name)
-{
-    const CAttrValue* value = params.find(CString(name));
-    return value ? value->getInt() : 0;
-}
-
-bool boolParam(const CAttrMap& params, const char* name)
-{
-    const CAttrValue* value = params.find(CString(name));
-    return value && value->getBool();
-}
-
 // The path of the font family: the view's own, or its nearest ancestor's.
 CString fontPathOf(const CObject* view)
 {
@@ -63,7 +52,9 @@ CTextView::~CTextView() = default;
 void CTextView::registerClass(CClassInfo& info)
 {
     CView::registerClass(info);
-    info.addAttrHandler<CTextView>("title", &CTextView::attrContent);
+    for (const char* attrName : {"title", "text-source", "max-item-count", "no-items-title"})
+        info.addAttrHandler<CTextView>(attrName, &CTextView::attrContent);
+    info.addEventProc<CTextView>("text-source-changed", &CTextView::onTextSourceChanged);
     info.addAttrHandler<CTextView>("font-name", &CTextView::attrFont);
     for (const char* attrName : {"is-text-wrapped", "paragraph-spacing", "text-alignment",
                                  "text-alignment-v", "max-text-height"})
@@ -90,6 +81,7 @@ CError* CTextView::initChilds()
 
 void CTextView::detachLinks()
 {
+    listenedSource.clear();
     editBox = nullptr;
     fontObject = nullptr;
     CView::detachLinks();
@@ -99,6 +91,10 @@ CError* CTextView::attrContent()
 {
     if (editBoxMode)
         return nullptr;
+    const CString sourcePath = getAttrString(CString("text-source"), CString());
+    if (!sourcePath.isEmpty())
+        return showTextSource(sourcePath);
+    sourceItemCount = -1;
     // Paragraphs as children, else the title.
     CString text;
     bool hasParagraphs = false;
@@ -133,12 +129,61 @@ CError* CTextView::attrContent()
     return nullptr;
 }
 
+CError* CTextView::showTextSource(const CString& sourcePath)
+{
+    auto* list = dynamic_cast<CValueList*>(findObject(sourcePath));
+    if (!list)
+    {
+        const CUtf8Path text(sourcePath);
+        KEL_LOG("Target not found: '%s'", text.get());
+    }
+    else if (sourcePath != listenedSource)
+    {
+        KEL_CHECK(
+            listenObject(sourcePath, CString("values-changed"), CString("text-source-changed")));
+        listenedSource = sourcePath;
+    }
+    const int limit = getAttrInt(CString("max-item-count"), 0);
+    sourceItemCount = list ? list->getCount() : 0;
+    if (limit > 0 && sourceItemCount > limit)
+        sourceItemCount = limit;
+    CString text;
+    for (int i = 0; i < sourceItemCount; ++i)
+    {
+        if (i > 0)
+            text.appendUnit('\n');
+        text.append(list->getTitle(i));
+    }
+    if (sourceItemCount == 0)
+    {
+        text = getAttrString(CString("no-items-title"), CString());
+        if (text.isEmpty())
+            text = CString("<no items>");
+    }
+    setContent(text);
+    return nullptr;
+}
+
+CError* CTextView::onTextSourceChanged(const CAttrMap& /*params*/)
+{
+    return attrContent();
+}
+
 void CTextView::setContent(const CString& text)
 {
     content = text;
     wrapper.setText(content);
     hoveredParagraph = -1;
+    updateContentSize();
     invalidate();
+}
+
+void CTextView::updateContentSize()
+{
+    // The text's own extent at the present width: what a "compact" size takes.
+    if (!fontObject || !getArea())
+        return;
+    getArea()->setContentSize(wrapper.getTextWidth(), wrapper.getTextHeight());
 }
 
 CError* CTextView::attrFont()
@@ -151,6 +196,7 @@ CError* CTextView::attrFont()
         KEL_CHECK(family->loadNow());
     fontObject = family;
     KEL_CHECK(wrapper.setFontObject(family));
+    updateContentSize();
     invalidate();
     return nullptr;
 }
@@ -362,7 +408,7 @@ CError* CTextView::onCtlEvent(const CString& eventName, CAttrMap& params)
     if (eventName == CString("focus"))
     {
         // Tab brought the keys to a text field: it starts editing.
-        if (!editBoxMode && boolParam(params, "is-tab") && !isEditing())
+        if (!editBoxMode && getParamBool(params, "is-tab") && !isEditing())
             KEL_CHECK(startEditing());
     }
     else if (eventName == CString("blur"))
@@ -402,7 +448,7 @@ CError* CTextView::onMouseMove(CAttrMap& params)
     KEL_CHECK(CView::onMouseMove(params));
     if (!hoverable)
         return nullptr;
-    const int paragraph = paragraphAt(intParam(params, "x"), intParam(params, "y"));
+    const int paragraph = paragraphAt(getParamInt(params, "x"), getParamInt(params, "y"));
     if (paragraph != hoveredParagraph)
     {
         hoveredParagraph = paragraph;
@@ -455,21 +501,25 @@ CError* CTextView::onMousePress(CAttrMap& params)
         int originY = 0;
         getTextOrigin(originX, originY);
         const CTextWrapper::Hit hit =
-            wrapper.hitTest(intParam(params, "x") - originX, intParam(params, "y") - originY);
+            wrapper.hitTest(getParamInt(params, "x") - originX, getParamInt(params, "y") - originY);
         cursor = anchor = hit.textIndex >= 0 ? hit.textIndex : editText.getLength();
         cursorShown = true;
         invalidate();
         return nullptr;
     }
-    const bool isDouble = boolParam(params, "is-double-click");
+    const bool isDouble = getParamBool(params, "is-double-click");
     if (selectable)
     {
-        const int paragraph = paragraphAt(intParam(params, "x"), intParam(params, "y"));
+        const int paragraph = paragraphAt(getParamInt(params, "x"), getParamInt(params, "y"));
         if (paragraph >= 0)
         {
             const bool cancels = paragraph == selectedParagraph && !isDouble &&
                                  getAttrBool(CString("is-selected-paragraph-click-cancels"), false);
             KEL_CHECK(selectParagraph(cancels ? -1 : paragraph));
+            // An item of a popup's list is its result, and the popup ends.
+            if (getAttrBool(CString("is-popup-list"), false) &&
+                (sourceItemCount < 0 || paragraph < sourceItemCount))
+                return sendPopupResult(paragraph);
             if (isDouble)
             {
                 CAttrMap event;
@@ -491,7 +541,7 @@ CError* CTextView::onMousePressR(CAttrMap& params)
     KEL_CHECK(CView::onMousePressR(params));
     if (selectable && getAttrBool(CString("is-right-click-selects"), false))
     {
-        const int paragraph = paragraphAt(intParam(params, "x"), intParam(params, "y"));
+        const int paragraph = paragraphAt(getParamInt(params, "x"), getParamInt(params, "y"));
         if (paragraph >= 0)
             KEL_CHECK(selectParagraph(paragraph));
     }
@@ -587,10 +637,10 @@ void CTextView::replaceSelection(const CString& text)
 
 CError* CTextView::handleEditKey(const CAttrMap& params)
 {
-    const int32_t key = intParam(params, "keycode");
-    const int32_t character = intParam(params, "char");
-    const bool ctrl = boolParam(params, "is-ctrl");
-    const bool shift = boolParam(params, "is-shift");
+    const int32_t key = getParamInt(params, "keycode");
+    const int32_t character = getParamInt(params, "char");
+    const bool ctrl = getParamBool(params, "is-ctrl");
+    const bool shift = getParamBool(params, "is-shift");
     const int length = editText.getLength();
     switch (key)
     {

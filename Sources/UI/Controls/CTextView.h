@@ -22,12 +22,19 @@ class CFontObject;
 // selected paragraph; "paragraph-hover-color" and "paragraph-select-color" name the palette
 // roles of the hovered and the selected paragraph's background.
 //
+// A value list as text: "text-source" (a path to a CValueList) shows the titles of its items as
+// paragraphs, at most "max-item-count" of them (0: all), and again when the list raises
+// values-changed; an empty list shows "no-items-title", or "<no items>" when that is empty.
+// The text gives the view its content size, which a "compact" width or height takes.
+//
 // Lists: with "is-paragraph-hoverable" the paragraph under the pointer is drawn hovered; with
 // "is-paragraph-selectable" a press selects it ("selected-paragraph", event
 // selected-paragraph-changed with "index"; "is-right-click-selects" lets the right button do it
 // too; "is-selected-paragraph-click-cancels" makes a press on the selected one clear it) and a
 // double click raises paragraph-dbl-clicked. A selection is written to "result-target" (a path)
-// in its attribute "result-target-index-attr" ("value" by default).
+// in its attribute "result-target-index-attr" ("value" by default). In a popup, "is-popup-list"
+// makes a press on an item (not on "<no items>") the popup's result (popup-result with "index"
+// to the view that opened it) and ends the popup.
 //
 // Editing: "is-editbox-on-click" (or "-on-singleclick") starts on a press, "-on-dblclick" on a
 // double click, and a Tab that brings the focus (see CWindow) starts it too. The edit box is a
@@ -96,6 +103,11 @@ protected:
 
 private:
     [[nodiscard]] CError* attrContent();
+    // Shows the titles of the value list at sourcePath as paragraphs.
+    [[nodiscard]] CError* showTextSource(const CString& sourcePath);
+    // Procedure of the list's values-changed.
+    [[nodiscard]] CError* onTextSourceChanged(const CAttrMap& params);
+    void updateContentSize();
     [[nodiscard]] CError* attrFont();
     [[nodiscard]] CError* attrLayout();
     [[nodiscard]] CError* attrColors();
@@ -125,6 +137,8 @@ private:
     int hoveredParagraph = -1;
     int selectedParagraph = -1;
     int verticalAlignment = 0; // 0 top, 1 center, 2 bottom
+    int sourceItemCount = -1;  // items shown from the text source; -1 without one
+    CString listenedSource;    // the text source whose values-changed is heard
 
     CTextView* editBox = nullptr; // a child while editing; cleared in detachLinks
     bool editBoxMode = false;     // this view is an edit box

@@ -50,7 +50,6 @@ public:
     // rebuilds.
     [[nodiscard]] CError* reloadManualItems();
 
-protected:
     // Replaces the items by the computed ones given (texts and values of the same count): the
     // empty item first where asked, then these, then the tree's items where `withManual`, cut to
     // `max-capacity`. Raises `values-changed` when the result differs from the present items.

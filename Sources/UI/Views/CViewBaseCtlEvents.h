@@ -27,13 +27,41 @@ class CWindow;
 // view (the window hears mouse-exit), and tells the window, which takes no input until it is
 // unblocked; the parameter "blocked-by" names the modal window. unblock-window undoes it.
 //
+// Popups: every view opens one on the event popup-toggle (a view-command's run-event, its
+// run-event-params giving the parameters). "popup-tag" names the run-time template, whose top is
+// the popup's root view; it is made as a child of the object that holds this view's root view
+// (under the editor's "ui", beside the main window's root), found from there, from an ancestor
+// or in the shared tree. When the template brings no ui:window-renderer the view gives it one.
+// Every other parameter becomes an attribute of the new root view and of its renderer: the
+// renderer places the window by "window-alignment" (here "bottom-local-center" by default),
+// "shift-x" and "shift-y", titles it by "title", and the content reads the rest
+// ("popup-text-source", "popup-max-item-count") through {...} expressions. The view adds
+// "opener" (its full name), "is-popup-window" and "is-root-view"; "is-same-width" makes the
+// popup as wide as the view, and "width-modif" widens it by that many pixels. A second toggle
+// while the popup is up closes it, unless "is-popup-toggle-always-create", which closes it and
+// opens a new one. A template that does not exist is an error and nothing opens.
+//
+// The popup ends when its window hears popup-close (a second toggle, a result, a press in
+// another window of the editor); the window then tells the opener popup-closed, whose commands
+// run, and the opener releases the popup's tree through the event bridge: it goes on the run
+// loop after the event that ended it. A view that goes takes the popup it opened with it.
+//
+// popup-result: a view inside a popup hands its result to the opener (sendPopupResult) with
+// "index" and "source" (the full name of the view that chose it); the opener hears it through
+// onPopupResult, whose default runs its commands of popup-result, then its listeners, and passes
+// it on to the view at its "popup-result-target" (the toggle's parameter of that name is stored
+// there), which does the same. A chain of targets that comes back to a view it passed already
+// is logged ("Infinite loop caused by popup-result-target") and stops.
+//
 // Hit-test flags (attributes): is-click-through, is-focusable, is-intercepting,
 // is-intercepting-allow-childs, is-window-draggable; "redirect-get-view-at" is read by the
-// window's hit test. Owned by its parent view. [ui thread]
+// window's hit test. Owned by its parent view; the popup it opened is not its child but is
+// destroyed with it. [ui thread]
 class CViewBaseCtlEvents : public CViewBaseState
 {
 public:
     static void registerClass(CClassInfo& info);
+    void detachLinks() override;
 
     // Delivers one input event to this view: its operation, then its listeners. An error of
     // the operation goes up and the listeners do not hear the event.
@@ -49,6 +77,13 @@ public:
 
     // The window of the view's tree (the root view names it in "window"); null outside one.
     CWindow* findWindow() const;
+
+    // ---- popups ----
+    // The root view of the popup this view opened, while its window is up; null otherwise.
+    CViewBaseCtlEvents* getOpenPopup() const;
+    // For a view inside a popup: the opener hears popup-result with index, and the popup ends.
+    // Nothing happens outside a popup.
+    [[nodiscard]] CError* sendPopupResult(int index);
 
 protected:
     // The first stop of every event; the default hands it to the operation of its name, or
@@ -71,6 +106,9 @@ protected:
     [[nodiscard]] virtual CError* onFocusLost(CAttrMap& params);
     [[nodiscard]] virtual CError* onBlockWindow(const CAttrMap& params);
     [[nodiscard]] virtual CError* onUnblockWindow(const CAttrMap& params);
+    // A popup's result reached this view (params: index, source); the base runs the commands
+    // of popup-result. The listeners hear it and it is passed on after this returns.
+    [[nodiscard]] virtual CError* onPopupResult(CAttrMap& params);
 
 private:
     using COperation = CError* (CViewBaseCtlEvents::*)(CAttrMap&);
@@ -91,6 +129,17 @@ private:
         return onUnblockWindow(params);
     }
 
+    // Procedures of the popup events.
+    [[nodiscard]] CError* onPopupToggleEvent(const CAttrMap& params);
+    [[nodiscard]] CError* onPopupResultEvent(const CAttrMap& params);
+    [[nodiscard]] CError* onPopupClosedEvent(const CAttrMap& params);
+    [[nodiscard]] CError* openPopup(const CAttrMap& params);
+    // The popup this view opened (by its full name), whatever the state of its window.
+    CObject* findPopup() const;
+    // Lets the bridge destroy the popup's tree and forgets it.
+    [[nodiscard]] CError* releasePopup();
+
+    CString popupPath; // full name of the popup's root view; empty when none is up
     bool clickThrough = false;
     bool focusable = false;
     bool intercepting = false;

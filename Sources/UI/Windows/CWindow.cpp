@@ -365,21 +365,39 @@ CError* CWindow::onCloseWindow()
 
 CError* CWindow::onPopupClose()
 {
-    if (popupWindow)
-        closeWindow();
-    return nullptr;
+    return endPopup();
 }
 
-void CWindow::closeOtherPopups()
+CError* CWindow::endPopup()
+{
+    if (!popupWindow || !nativeWindow)
+        return nullptr;
+    closeWindow();
+    auto* opener =
+        dynamic_cast<CViewBase*>(findObject(getAttrString(CString("opener"), CString("."))));
+    if (!opener || !rootView)
+        return nullptr;
+    CAttrMap params;
+    params.set(CString("popup"), CAttrValue(rootView->getFullName()));
+    return opener->callEventProc(CString("popup-closed"), params);
+}
+
+void CWindow::closeOtherPopups(const CViewBase* pressed)
 {
     if (!sharedData)
         return;
     for (int i = sharedData->getWindowCount() - 1; i >= 0; --i)
     {
         CWindow* other = sharedData->getWindow(i);
-        if (other != this && other->popupWindow && other->nativeWindow &&
-            !other->getAttrBool(CString("is-drop-down-behavior-disabled"), false))
-            other->closeWindow();
+        if (other == this || !other->popupWindow || !other->nativeWindow ||
+            other->getAttrBool(CString("is-drop-down-behavior-disabled"), false))
+            continue;
+        // A press on the popup's opener leaves it to the opener, which toggles it.
+        const CObject* opener = findObject(other->getAttrString(CString("opener"), CString(".")));
+        if (pressed && isWithin(pressed, opener))
+            continue;
+        if (CError* error = other->endPopup())
+            CSystem::showError(error);
     }
 }
 
@@ -768,6 +786,27 @@ bool CWindow::onHostWheel(int direction)
     return true;
 }
 
+void CWindow::showHint(const CViewBase* view)
+{
+    const CString path = getAttrString(CString("hint-view"), CString());
+    if (path.isEmpty())
+        return;
+    CObject* line = findObject(path);
+    if (!line)
+        return;
+    CString hint;
+    if (!sharedData || sharedData->getAttrBool(CString("is-show-hints"), true))
+    {
+        for (const CObject* node = view; node && hint.isEmpty(); node = node->getParent())
+            hint = node->getAttrString(CString("hint"), CString());
+    }
+    if (hint != line->getAttrString(CString("title"), CString()))
+    {
+        if (CError* error = line->setAttr(CString("title"), CAttrValue(hint)))
+            CSystem::showError(KEL_FRAME(error));
+    }
+}
+
 void CWindow::handleMouseMove(const CNativeWindow::CInputEvent& event)
 {
     pointerX = event.x;
@@ -783,6 +822,7 @@ void CWindow::handleMouseMove(const CNativeWindow::CInputEvent& event)
         hoverView = under;
         sendToView(old, "mouse-exit", params);
         sendToView(under, "mouse-enter", params);
+        showHint(under);
     }
     if (top != topView)
     {
@@ -807,7 +847,7 @@ void CWindow::handleMouseButton(const CNativeWindow::CInputEvent& event)
     CViewBase* under = getViewAt(event.x, event.y);
     if (event.isDown)
     {
-        closeOtherPopups();
+        closeOtherPopups(under);
         const bool isDouble = event.button == lastPressButton &&
                               event.timeMs - lastPressMs <= kDoubleClickMs &&
                               std::abs(event.x - lastPressX) <= kDoubleClickDistance &&

@@ -22,7 +22,7 @@ class CWindowSharedData;
 // the sector map at each render tick and sends them to the screen, turns the native window's
 // input into the framework's events and decides which view gets them (hover, press capture,
 // cancel, double clicks, held-button auto-clicks, key focus), and closes popups when a press
-// lands elsewhere.
+// lands elsewhere; a popup that closes tells the view that opened it (popup-closed).
 //
 // A child of its window's root view, which it names in the root's attribute "window". Owns its
 // native window and its timers (children); the root view, the sector map and the shared data
@@ -118,6 +118,9 @@ private:
     // Stops the render timer when the frame just ended left nothing to do.
     void sleepIfIdle();
     void handleMouseMove(const CNativeWindow::CInputEvent& event);
+    // The status line (the text view at "hint-view") shows the hint of the view under the
+    // pointer, or of its nearest ancestor that has one, while the shared data shows hints.
+    void showHint(const CViewBase* view);
     void handleMouseButton(const CNativeWindow::CInputEvent& event);
     void handleKey(const CNativeWindow::CInputEvent& event);
     void paintArea(const CLinearBitmap::Rect& area);
@@ -141,8 +144,12 @@ private:
     // the order of the tree, going round; null when from has no group.
     CViewBase* findTabNeighbour(CViewBase* from, bool backwards) const;
     void updateDrawLoad(int64_t drawLoad);
-    // Closes the popups of this editor other than this window (a press landed elsewhere).
-    void closeOtherPopups();
+    // Closes the popups of this editor other than this window (a press landed elsewhere on
+    // pressed), except those that pressed opened: their opener decides.
+    void closeOtherPopups(const CViewBase* pressed);
+    // A popup window closes and its opener (the view named by "opener") hears popup-closed
+    // with "popup", the full name of this window's root view. Nothing for other windows.
+    [[nodiscard]] CError* endPopup();
 
     static double clockSec;
 

@@ -1,5 +1,6 @@
 // A user's edit on the editor as the host sees it, through the window's input path on the
-// product's own tree: a knob dragged, wheeled, reset and left in the middle of a drag. Each edit
+// product's own tree: a knob dragged, wheeled, reset and left in the middle of a drag, a value
+// typed into its read-out; the signal buttons, the history row and the state buttons. Each edit
 // is one gesture on the editor's thread (begin edit, automation for every real change, end
 // edit), one undo step under the parameter's name, and the value moves by the drag constants.
 #include "Audio/CAudioParamUndo.h"
@@ -12,7 +13,10 @@
 #include "CHostedPlugin.h"
 #include "CVstHost.h"
 #include "Support/CUtf8.h"
+#include "UI/Controls/CControlArray.h"
 #include "UI/Controls/CKnob.h"
+#include "UI/Controls/CReadOut.h"
+#include "UI/Controls/CTextView.h"
 #include "UI/Params/CUIParam.h"
 #include "UI/Platform/Headless/CHeadlessDisplay.h"
 #include "UI/Platform/Headless/CHeadlessWindow.h"
@@ -65,7 +69,7 @@ protected:
     void idle() { plugin.dispatch(kEffEditIdle); }
 
     void send(CNativeWindow::CInputEvent::Kind kind, int x, int y, int modifiers = 0,
-              int button = 0, bool isDown = false, int wheel = 0)
+              int button = 0, bool isDown = false, int wheel = 0, uint32_t keysym = 0)
     {
         CNativeWindow::CInputEvent event;
         event.kind = kind;
@@ -75,6 +79,8 @@ protected:
         event.button = button;
         event.isDown = isDown;
         event.wheelDelta = wheel;
+        event.keysym = keysym;
+        event.character = keysym < 0x100 ? keysym : 0;
         event.timeMs = clockMs;
         clockMs += 20;
         auto* window = dynamic_cast<CHeadlessWindow*>(editor->getRenderer()->getNativeWindow());
@@ -243,4 +249,156 @@ TEST_F(CAudioWrapperVSTGestureTest, ClosingTheEditorMidDragEndsTheGestureAndReop
     effect->setParameter(effect, kGainIndex, 0.25f);
     openEditor();
     EXPECT_NEAR(uiParam->getNormalisedValue(), 0.25, 1e-6);
+}
+
+TEST_F(CAudioWrapperVSTGestureTest,
+       TypedValueInTheReadOutIsOneGestureAndAnUnreadableOneChangesNothing)
+{
+    auto* readOut = dynamic_cast<CReadOut*>(knob->findObject(CString(".readout")));
+    ASSERT_NE(readOut, nullptr);
+    const CLinearBitmap::Rect area = readOut->getViewRect();
+    const int x = (area.left + area.right) / 2;
+    const int y = (area.top + area.bottom) / 2;
+    // The knob's value as the converter writes it, and the frame the pointer over it shows.
+    CString shown;
+    uiParam->getText(shown);
+    EXPECT_EQ(test::CUtf8::of(readOut->getContent()), test::CUtf8::of(shown));
+    EXPECT_FALSE(shown.isEmpty());
+    auto* hoverFrame = dynamic_cast<CViewBase*>(readOut->findObject(CString(".hover-frame")));
+    ASSERT_NE(hoverFrame, nullptr);
+    EXPECT_TRUE(hoverFrame->isHidden());
+    send(CNativeWindow::CInputEvent::kMouseMove, x, y);
+    EXPECT_FALSE(hoverFrame->isHidden());
+    // The status line shows the hint of the knob the read-out stands in.
+    CObject* status = editor->getUiRoot()->findObject(CString("ui.main-window.window-status.hint"));
+    ASSERT_NE(status, nullptr);
+    EXPECT_EQ(test::CUtf8::of(status->getAttrString(CString("title"))),
+              "Loudness of a signal (dB).");
+
+    auto typeKeys = [&](const char* text, uint32_t finalKey)
+    {
+        press(x, y);
+        release(x, y);
+        ASSERT_TRUE(readOut->isEditing());
+        // The edit box starts from the value's text, all of it selected: typing replaces it.
+        EXPECT_EQ(test::CUtf8::of(readOut->getEditBox()->getEditText()), test::CUtf8::of(shown));
+        for (const char* c = text; *c; ++c)
+            send(CNativeWindow::CInputEvent::kKeyDown, x, y, 0, 0, false, 0,
+                 static_cast<uint8_t>(*c));
+        send(CNativeWindow::CInputEvent::kKeyDown, x, y, 0, 0, false, 0, finalKey);
+        idle();
+        EXPECT_FALSE(readOut->isEditing());
+    };
+    const size_t records = history().size();
+    typeKeys("-6", 0xff0d); // Return
+    CString minusSix;
+    uiParam->getText(minusSix);
+    EXPECT_NE(test::CUtf8::of(minusSix), test::CUtf8::of(shown));
+    EXPECT_EQ(test::CUtf8::of(readOut->getContent()), test::CUtf8::of(minusSix));
+    EXPECT_EQ(gainGestures(), gesture(1));
+    ASSERT_EQ(history().size(), records + 1);
+    EXPECT_EQ(history().back(), "Signal gain change");
+
+    // Text the converter cannot read, and Escape: nothing changes, the value's text is back.
+    shown = minusSix;
+    const double before = uiParam->getNormalisedValue();
+    plugin.clearRecords();
+    typeKeys("abc", 0xff0d);
+    typeKeys("12", 0xff1b); // Escape
+    EXPECT_EQ(uiParam->getNormalisedValue(), before);
+    EXPECT_EQ(test::CUtf8::of(readOut->getContent()), test::CUtf8::of(minusSix));
+    EXPECT_TRUE(gainGestures().empty());
+    EXPECT_EQ(history().size(), records + 1);
+}
+
+TEST_F(CAudioWrapperVSTGestureTest, SignalButtonsHistoryRowAndStateButtonsActOnThePlugin)
+{
+    CObject* ui = editor->getUiRoot();
+    auto* signal = dynamic_cast<CControlArray*>(
+        ui->findObject(CString("ui.main-window.c.title-frame.param-value-frame.signal")));
+    ASSERT_NE(signal, nullptr);
+    ASSERT_EQ(signal->getButtonCount(), 3);
+    EXPECT_EQ(signal->getActiveIndex(), 0);
+    auto click = [&](CViewBase* view)
+    {
+        ASSERT_NE(view, nullptr);
+        const CLinearBitmap::Rect r = view->getViewRect();
+        press((r.left + r.right) / 2, (r.top + r.bottom) / 2);
+        release((r.left + r.right) / 2, (r.top + r.bottom) / 2);
+        idle();
+    };
+    auto button = [&](const char* name)
+    {
+        return dynamic_cast<CViewBase*>(
+            ui->findObject(CString("ui.main-window.c.buttons.") + CString(name)));
+    };
+    const size_t records = history().size();
+    auto* undo = button("history.button-undo");
+    auto* redo = button("history.button-redo");
+    ASSERT_NE(undo, nullptr);
+    ASSERT_NE(redo, nullptr);
+
+    // "Noise", then "Mute": two steps; the history row offers undo and no redo.
+    click(signal->getButton(1));
+    EXPECT_EQ(signal->getActiveIndex(), 1);
+    click(signal->getButton(2));
+    EXPECT_EQ(signal->getActiveIndex(), 2);
+    ASSERT_EQ(history().size(), records + 2);
+    EXPECT_FALSE(undo->getAttrBool(CString("is-disabled"), true));
+    EXPECT_TRUE(redo->getAttrBool(CString("is-disabled"), false));
+
+    // Undo twice goes back to "Beep"; redo once brings "Noise" back.
+    click(undo);
+    click(undo);
+    EXPECT_EQ(signal->getActiveIndex(), 0);
+    EXPECT_FALSE(redo->getAttrBool(CString("is-disabled"), true));
+    click(redo);
+    EXPECT_EQ(signal->getActiveIndex(), 1);
+
+    // The change log: a popup list of the history; its first entry is where the history starts.
+    click(button("history.button-select"));
+    auto* log = dynamic_cast<CWindow*>(ui->findObject(CString("ui.popup.window-renderer")));
+    ASSERT_NE(log, nullptr);
+    auto* entries = dynamic_cast<CTextView*>(ui->findObject(CString("ui.popup.list")));
+    ASSERT_NE(entries, nullptr);
+    EXPECT_EQ(entries->getWrapper().getParagraphCount(), static_cast<int>(records) + 3);
+    auto* logWindow = dynamic_cast<CHeadlessWindow*>(log->getNativeWindow());
+    ASSERT_NE(logWindow, nullptr);
+    const CLinearBitmap::Rect first = entries->getViewRect();
+    CNativeWindow::CInputEvent pick;
+    pick.kind = CNativeWindow::CInputEvent::kMouseMove;
+    pick.x = first.left + 10;
+    pick.y = first.top + 3;
+    pick.timeMs = clockMs += 1000;
+    logWindow->deliver(pick);
+    pick.kind = CNativeWindow::CInputEvent::kMouseButton;
+    pick.button = 1;
+    pick.isDown = true;
+    logWindow->deliver(pick);
+    pick.isDown = false;
+    pick.modifiers = CNativeWindow::kModButtonL;
+    logWindow->deliver(pick);
+    idle();
+    EXPECT_EQ(signal->getActiveIndex(), 0);
+    click(redo);
+    EXPECT_EQ(signal->getActiveIndex(), 1);
+
+    // A/B: the other state starts as a copy of this one; each side keeps its own choice. Copy
+    // makes the other side the same; reset returns the current one to the defaults ("Beep").
+    click(button("ab"));
+    EXPECT_EQ(signal->getActiveIndex(), 1);
+    click(signal->getButton(2));
+    click(button("ab"));
+    EXPECT_EQ(signal->getActiveIndex(), 1);
+    click(button("ab"));
+    EXPECT_EQ(signal->getActiveIndex(), 2);
+    click(button("copy"));
+    click(button("ab"));
+    EXPECT_EQ(signal->getActiveIndex(), 2);
+    click(button("reset"));
+    EXPECT_EQ(signal->getActiveIndex(), 0);
+
+    // The bypass button follows and sets the host's bypass parameter.
+    click(dynamic_cast<CViewBase*>(ui->findObject(CString("ui.main-window.window-title.bypass"))));
+    EXPECT_EQ(effect->getParameter(effect, 0), 1.0f);
 }

@@ -123,20 +123,32 @@ TEST_F(EditorInputTest, DraggingTheGainKnobUpRaisesGainByTheDragStepInOneGesture
     }
     EXPECT_EQ(heard, std::vector<std::string>({"begin", "automate", "end"}));
 
-    // The knob shows it: its picture changed, and nothing left of it did.
+    // The knob shows it (its scale labels, shown while the pointer is over it, stand a few
+    // pixels beyond it), its hint in the status line, and the undo button of the history row (66 by
+    // 22 at (91, 30)) lights up: nothing else changed.
     CRgbImage after;
     ASSERT_TRUE(host.grabEditor(*plugin, after));
     int changedInKnob = 0;
+    int changedInHistory = 0;
+    int changedInStatus = 0; // the knob's hint in the status line
     int changedElsewhere = 0;
     for (int y = 0; y < after.getHeight() && y < before.getHeight(); ++y)
         for (int x = 0; x < after.getWidth() && x < before.getWidth(); ++x)
         {
             if (after.getPixel(x, y) == before.getPixel(x, y))
                 continue;
-            const bool inKnob = x >= 298 && x < 368 && y >= 113 && y < 187;
-            ++(inKnob ? changedInKnob : changedElsewhere);
+            if (x >= 294 && x < 372 && y >= 109 && y < 191) // with its scale labels
+                ++changedInKnob;
+            else if (x >= 91 && x < 157 && y >= 30 && y < 52)
+                ++changedInHistory;
+            else if (y >= 195)
+                ++changedInStatus;
+            else
+                ++changedElsewhere;
         }
     EXPECT_GT(changedInKnob, 20);
+    EXPECT_GT(changedInHistory, 10);
+    EXPECT_GT(changedInStatus, 100);
     EXPECT_EQ(changedElsewhere, 0);
     delete after.writePng("editor-knob-dragged.png");
     host.closeEditor(*plugin);

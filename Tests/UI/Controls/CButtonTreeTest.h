@@ -1,0 +1,155 @@
+#pragma once
+
+// A headless window whose tree carries the product's button templates, compiled from
+// Resources/Interface/Buttons.xml as the build compiles them, with the fonts, palettes and
+// image sets of the shared tree; and pointer input sent through the window's event path.
+#include "Audio/CAudioCreators.h"
+#include "CCompiledNode.h"
+#include "CTreeCompiler.h"
+#include "Core/CApplication.h"
+#include "Core/Platform/CRunLoop.h"
+#include "ProductResources.h"
+#include "Support/CErrorText.h"
+#include "UI/CUiCreators.h"
+#include "UI/Resources/CUiScale.h"
+#include "UI/Views/CViewBase.h"
+#include "UI/Windows/CHeadlessTreeTest.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+namespace kel::test
+{
+
+class CButtonTreeTest : public CHeadlessTreeTest
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        CApplication::addCreatorRegistration(&CAudioCreators::registerAll);
+        CApplication::addCreatorRegistration(&CUiCreators::registerAll);
+        CApplication::shutdown();
+        CApplication::init(resources::kResourceTable, "SharedData.xml");
+        CUiScale::set(1.0);
+    }
+    // The suites after this one find the application as the others leave it.
+    static void TearDownTestSuite()
+    {
+        CApplication::shutdown();
+        CApplication::init(resources::kResourceTable, "");
+    }
+    void TearDown() override
+    {
+        if (CRunLoop* loop = CRunLoop::getCurrent())
+            loop->pump();
+        CHeadlessTreeTest::TearDown();
+    }
+
+    // The templates of Buttons.xml, as children of parent.
+    static void addButtonTemplates(CTreeBlobWriter::Node& parent)
+    {
+        CTreeCompiler compiler;
+        CCompiledNode compiled;
+        CError* error = compiler.compile(
+            std::string(KEL_SOURCE_DIR) + "/Resources/Interface/Buttons.xml", compiled);
+        ASSERT_EQ(error, nullptr) << CErrorText::takeChain(error);
+        copyChildren(compiled, parent);
+    }
+
+    // The tree "ui" with the shared window data, the templates, what before adds, and a root
+    // view "ui.win" of width by height in which views flow left to right; answers the root
+    // view's node.
+    CTreeBlobWriter::Node&
+    makeWindowTree(CTreeBlobWriter::Node& tree, int width, int height,
+                   const std::function<void(CTreeBlobWriter::Node& ui)>& before = nullptr)
+    {
+        CTreeBlobWriter::Node& ui = tree.add("ui:ui-event-bridge", "ui");
+        ui.add("ui:window-shared-data", "window-shared-data");
+        addButtonTemplates(ui);
+        if (before)
+            before(ui);
+        CTreeBlobWriter::Node& win = ui.add("ui:view", "win");
+        win.attr("is-root-view", "true")
+            .attr("width", std::to_string(width))
+            .attr("height", std::to_string(height));
+        win.attr("spread", "L4").attr("palette", "Default").attr("color", "Background");
+        win.attr("is-filled", "true").attr("font-name", "shared::fnt.base");
+        win.add("ui:window-renderer", "window-renderer").attr("fps", "40");
+        return win;
+    }
+
+    template <class T> T* find(const std::string& path) const
+    {
+        T* found = dynamic_cast<T*>(root->findObject(CString(path.c_str())));
+        EXPECT_NE(found, nullptr) << path;
+        return found;
+    }
+
+    void inject(CNativeWindow::CInputEvent event)
+    {
+        display.inject(screen, event);
+        display.pump();
+    }
+    void moveTo(int x, int y)
+    {
+        CNativeWindow::CInputEvent event;
+        event.kind = CNativeWindow::CInputEvent::kMouseMove;
+        event.x = x;
+        event.y = y;
+        inject(event);
+    }
+    void button(int x, int y, bool isDown, int which = 1)
+    {
+        CNativeWindow::CInputEvent event;
+        event.kind = CNativeWindow::CInputEvent::kMouseButton;
+        event.x = x;
+        event.y = y;
+        event.button = which;
+        event.isDown = isDown;
+        // Far apart, so that no two presses make a double click.
+        timeMs += 1000;
+        event.timeMs = timeMs;
+        inject(event);
+    }
+    static int centerX(const CViewBase* view)
+    {
+        const CLinearBitmap::Rect area = view->getViewRect();
+        return (area.left + area.right) / 2;
+    }
+    static int centerY(const CViewBase* view)
+    {
+        const CLinearBitmap::Rect area = view->getViewRect();
+        return (area.top + area.bottom) / 2;
+    }
+    // Over the view, a press and a release there.
+    void click(const CViewBase* view, int which = 1)
+    {
+        moveTo(centerX(view), centerY(view));
+        button(centerX(view), centerY(view), true, which);
+        button(centerX(view), centerY(view), false, which);
+    }
+
+    uint32_t timeMs = 0;
+
+private:
+    static void copyChildren(const CCompiledNode& from, CTreeBlobWriter::Node& to)
+    {
+        for (const CCompiledNode& child : from.children)
+        {
+            if (child.isTemplate)
+            {
+                CTreeBlobWriter::Node& body = to.addTemplate(child.name, child.classTag);
+                body.attrs = child.children.front().attrs;
+                copyChildren(child.children.front(), body);
+                continue;
+            }
+            CTreeBlobWriter::Node& node = to.add(child.tag, child.name);
+            node.attrs = child.attrs;
+            copyChildren(child, node);
+        }
+    }
+};
+
+} // namespace kel::test
