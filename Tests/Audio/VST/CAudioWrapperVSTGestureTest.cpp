@@ -374,10 +374,9 @@ TEST_F(CAudioWrapperVSTGestureTest, SignalButtonsHistoryRowAndStateButtonsActOnT
     pick.kind = CNativeWindow::CInputEvent::kMouseButton;
     pick.button = 1;
     pick.isDown = true;
+    // The press chooses, and the list's window is gone with it: no release follows there.
     logWindow->deliver(pick);
-    pick.isDown = false;
-    pick.modifiers = CNativeWindow::kModButtonL;
-    logWindow->deliver(pick);
+    EXPECT_EQ(log->getNativeWindow(), nullptr);
     idle();
     EXPECT_EQ(signal->getActiveIndex(), 0);
     click(redo);
