@@ -432,10 +432,16 @@ void CAudioWrapper::setHostParam(CAudioParam* param, double value)
 
 void CAudioWrapper::applyHostState()
 {
-    setHostParam(hostOfflineParam, isOffline ? 1.0 : 0.0);
-    setHostParam(hostOversamplingParam, isOffline ? 1.0 : 0.0);
+    const bool offline = getOffline();
+    setHostParam(hostOfflineParam, offline ? 1.0 : 0.0);
+    setHostParam(hostOversamplingParam, offline ? 1.0 : 0.0);
     if (useHostBpm)
         setHostParam(hostBpmParam, tempoBpm);
+}
+
+void CAudioWrapper::publishOffline()
+{
+    setHostParam(hostOfflineParam, getOffline() ? 1.0 : 0.0);
 }
 
 bool CAudioWrapper::parseBool(const char* text)

@@ -9,6 +9,7 @@
 #include "Core/CString.h"
 #include "Core/Platform/CLock.h"
 
+#include <atomic>
 #include <cstdint>
 
 namespace kel
@@ -100,9 +101,13 @@ public:
     void setBlockSize(int frames);
     int getBlockSize() const { return blockFrames; }
     // The host's render mode and tempo. Cheap and lock-free for the audio thread: the values
-    // reach the host-offline and host-bpm parameters at the next start.
-    void setOffline(bool offline) { isOffline = offline; }
-    bool getOffline() const { return isOffline; }
+    // reach the host-offline and host-bpm parameters at the next start; the render mode also
+    // at publishOffline.
+    void setOffline(bool offline) { isOffline.store(offline, std::memory_order_relaxed); }
+    bool getOffline() const { return isOffline.load(std::memory_order_relaxed); }
+    // Puts the render mode seen last on the host-offline parameter, so that an editor shows a
+    // switch the host made while running. Not on the audio thread: the parameter takes its lock.
+    void publishOffline();
     void setTempo(double bpm) { tempoBpm = bpm; }
     double getTempo() const { return tempoBpm; }
     // The sample formats the host's buffers will have.
@@ -326,7 +331,7 @@ private:
     double sampleRateHz = 44100.0;
     double moduleRateHz = 0.0;
     int blockFrames = 1024;
-    bool isOffline = false;
+    std::atomic<bool> isOffline{false}; // written by the audio thread
     double tempoBpm = 120.0;
     bool inputDouble = false;
     bool outputDouble = false;

@@ -4,10 +4,12 @@
 #include "UI/Controls/CButtonAB.h"
 #include "UI/Controls/CControlArray.h"
 #include "UI/Controls/CFrame.h"
+#include "UI/Controls/CGradient.h"
 #include "UI/Controls/CHistory.h"
 #include "UI/Controls/CKnob.h"
 #include "UI/Controls/CKnobLabels.h"
 #include "UI/Controls/CPicture.h"
+#include "UI/Controls/CScrollerBar.h"
 #include "UI/Controls/CSelector.h"
 #include "UI/Controls/CSelectorPalette.h"
 #include "UI/Controls/CSelectorScale.h"
@@ -54,6 +56,7 @@ CError* CUiCreators::registerAll()
         CCreatorRow::of<CHistory>("ui:history"),
         CCreatorRow::of<CKnob>("ui:knob"),
         CCreatorRow::of<CKnobLabels>("ui:knob-labels"),
+        CCreatorRow::of<CGradient>("ui:overlay-gradient"),
         CCreatorRow::of<CParamBridgeAudio>("ui:param-bridge"),
         CCreatorRow::of<CParamGroupSelector>("ui:param-group-selector"),
         CCreatorRow::of<CPicture>("ui:picture"),
@@ -62,6 +65,7 @@ CError* CUiCreators::registerAll()
         CCreatorRow::of<CSelectorPalette>("ui:selector-palette"),
         CCreatorRow::of<CSelectorScale>("ui:selector-scale"),
         CCreatorRow::of<CReadOut>("ui:readout"),
+        CCreatorRow::of<CScrollerBar>("ui:scroller-bar"),
         CCreatorRow::of<CTextView>("ui:textview"),
         CCreatorRow::of<CUIParam>("ui:ui-param"),
         CCreatorRow::of<CUIParamController>("ui:ui-param-controller"),

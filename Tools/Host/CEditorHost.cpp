@@ -523,6 +523,26 @@ void CEditorHost::typeKey(unsigned long keysym)
     settle(kInputGapMs);
 }
 
+void CEditorHost::focusParent(const CHostedPlugin& plugin)
+{
+    const WindowId parent = getParent(plugin);
+    if (!display || !parent)
+        return;
+    XSetInputFocus(display, parent, RevertToParent, CurrentTime);
+    XFlush(display);
+    settle(kInputGapMs);
+}
+
+CEditorHost::WindowId CEditorHost::getInputFocus()
+{
+    if (!display)
+        return 0;
+    Window focus = 0;
+    int revert = 0;
+    XGetInputFocus(display, &focus, &revert);
+    return focus;
+}
+
 bool CEditorHost::grabEditor(const CHostedPlugin& plugin, CRgbImage& out)
 {
     const WindowId editor = findEditorWindow(plugin);

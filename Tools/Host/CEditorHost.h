@@ -112,6 +112,10 @@ public:
     void pressKey(unsigned long keysym);
     void releaseKey(unsigned long keysym);
     void typeKey(unsigned long keysym);
+    // Gives the keyboard to the editor's parent, as a host does when its window is clicked.
+    void focusParent(const CHostedPlugin& plugin);
+    // The window that has the keyboard (0: none; 1: whatever is under the pointer).
+    WindowId getInputFocus();
 
     // The editor's window (its parent if it has none) into memory; false if not viewable.
     bool grabEditor(const CHostedPlugin& plugin, CRgbImage& out);

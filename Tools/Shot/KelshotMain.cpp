@@ -1,10 +1,14 @@
 // kelshot: draws a window of the interface offscreen and writes it as a PNG.
 //
-//   kelshot [--window PATH] [--scale 0.8|1.0|1.25] [--palette NAME] --out FILE.png
+//   kelshot [--window PATH] [--scale 0.8|1.0|1.25] [--palette NAME] [--offline]
+//           [--popup TAG [--param NAME=VALUE]...] --out FILE.png
 //
 // The plug-in's own instance and editor are made in this process, with the headless screen in
 // place of X11; PATH names the window's root view in the editor's tree (default
-// "ui.main-window"), NAME one of the five colour schemes.
+// "ui.main-window"), NAME one of the five colour schemes. --offline: the host renders offline
+// (the instance runs, as the host started it before opening the editor). --popup: the view at
+// PATH opens the run-time template TAG as a popup (popup-toggle, with the parameters given) and
+// the popup's window is drawn.
 #include "Audio/VST/CAudioWrapperVST.h"
 #include "Audio/VST/CAudioWrapperVSTEditor.h"
 #include "CRgbImage.h"
@@ -20,15 +24,20 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 using namespace kel;
 
 namespace
 {
 
+bool gHostOffline = false;
+
 intptr_t hostCallback(AEffect*, int32_t opcode, int32_t, intptr_t, void*, float)
 {
-    // A plain host: it says its version and nothing else.
+    // A plain host: it says its version and, if asked to, that it renders offline.
+    if (opcode == kHostGetCurrentProcessLevel)
+        return gHostOffline ? kProcessLevelOffline : 0;
     return opcode == kHostVersion ? 2400 : 0;
 }
 
@@ -58,6 +67,8 @@ int main(int argc, char** argv)
     std::string windowPath = "ui.main-window";
     std::string palette;
     std::string out;
+    std::string popupTag;
+    std::vector<std::string> popupParams;
     double scale = 1.0;
     for (int i = 1; i < argc; ++i)
     {
@@ -70,10 +81,17 @@ int main(int argc, char** argv)
             palette = argv[++i];
         else if (!std::strcmp(argv[i], "--out") && hasValue)
             out = argv[++i];
+        else if (!std::strcmp(argv[i], "--offline"))
+            gHostOffline = true;
+        else if (!std::strcmp(argv[i], "--popup") && hasValue)
+            popupTag = argv[++i];
+        else if (!std::strcmp(argv[i], "--param") && hasValue && std::strchr(argv[i + 1], '='))
+            popupParams.push_back(argv[++i]);
         else
         {
             std::fprintf(stderr, "usage: kelshot [--window PATH] [--scale 0.8|1.0|1.25] "
-                                 "[--palette NAME] --out FILE.png\n");
+                                 "[--palette NAME] [--offline] [--popup TAG "
+                                 "[--param NAME=VALUE]...] --out FILE.png\n");
             return 2;
         }
     }
@@ -89,6 +107,12 @@ int main(int argc, char** argv)
         return failWith(error);
     auto* wrapper = static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(effect));
     auto* editor = static_cast<CAudioWrapperVSTEditor*>(wrapper->getEditor());
+    if (gHostOffline)
+    {
+        effect->dispatcher(effect, kEffSetSampleRate, 0, 0, nullptr, 48000.0f);
+        effect->dispatcher(effect, kEffSetBlockSize, 0, 512, nullptr, 0.0f);
+        effect->dispatcher(effect, kEffMainsChanged, 0, 1, nullptr, 0.0f);
+    }
     // The headless screen takes any parent; the window is drawn when it opens.
     int parent = 0;
     if (!editor->open(&parent))
@@ -100,12 +124,40 @@ int main(int argc, char** argv)
     CWindow* window = nullptr;
     for (int i = 0; view && i < view->getChildCount() && !window; ++i)
         window = dynamic_cast<CWindow*>(view->getChild(i));
+    if (view && !popupTag.empty())
+    {
+        // The opener's window is on screen first; the popup opens beside it.
+        CViewBase* opener = view;
+        view = nullptr;
+        window = opener->findWindow();
+        if (window)
+        {
+            if (CError* error = window->createWindow())
+                return failWith(error);
+            CAttrMap params;
+            params.set(CString("popup-tag"), CAttrValue(popupTag.c_str()));
+            for (const std::string& pair : popupParams)
+            {
+                const size_t equals = pair.find('=');
+                params.set(CString(pair.substr(0, equals).c_str()),
+                           CAttrValue(pair.substr(equals + 1).c_str()));
+            }
+            if (CError* error = opener->callEventProc(CString("popup-toggle"), params))
+                return failWith(error);
+            view = dynamic_cast<CViewBase*>(opener->getOpenPopup());
+            window = view ? view->findWindow() : nullptr;
+        }
+    }
     if (!window)
         status = fail("no window at that path");
     else
     {
-        if (CError* error = window->createWindow())
-            status = failWith(error);
+        // A popup's window opened with it.
+        if (popupTag.empty())
+        {
+            if (CError* error = window->createWindow())
+                status = failWith(error);
+        }
         if (!palette.empty() && status == 0)
         {
             if (CError* error = view->setAttr(CString("palette"), CAttrValue(palette.c_str())))

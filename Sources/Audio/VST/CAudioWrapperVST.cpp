@@ -8,8 +8,11 @@
 #include "Audio/VST/CAudioWrapperVSTEditor.h"
 #include "Core/CAllocator.h"
 #include "Core/CApplication.h"
+#include "Core/CLocalData.h"
+#include "Core/CSystem.h"
 #include "ProductResources.h"
 #include "UI/CUiCreators.h"
+#include "UI/Resources/CUiScale.h"
 
 #include <atomic>
 #include <cstddef>
@@ -77,6 +80,14 @@ void CAudioWrapperVST::startApplication()
     // interface's. A hook a library already added stays where it is.
     CApplication::addCreatorRegistration(&CAudioCreators::registerAll);
     CApplication::addCreatorRegistration(&CUiCreators::registerAll);
+    // The interface scale the user picked in the settings window: pictures and fonts are made
+    // at it when the shared tree loads, so a new pick shows once the plug-in loads again.
+    CString scale;
+    if (CError* error = CLocalData::get().readString(CString("ui-scale"), scale))
+        CSystem::showError(error);
+    char text[16];
+    scale.toUtf8(text, sizeof text);
+    CUiScale::offerSetting(text);
     CApplication::init(resources::kResourceTable, "SharedData.xml");
 }
 

@@ -167,6 +167,8 @@ void CAudioWrapperVSTEditor::idle()
 {
     // Hosts pump this with or without an open window (offline renders too).
     uiContract.check("effEditIdle");
+    // The audio thread only notes a switch to or from offline rendering; it is shown from here.
+    wrapper->publishOffline();
     if (pump)
         pump->idle();
 }

@@ -6,7 +6,10 @@
 #include "UI/Resources/CColor.h"
 #include "UI/Resources/CFontObject.h"
 #include "UI/Resources/CPalette.h"
+#include "UI/Resources/CUiScale.h"
 #include "UI/Windows/CWindow.h"
+
+#include <cmath>
 
 namespace kel
 {
@@ -43,6 +46,48 @@ CString fontPathOf(const CObject* view)
             return path;
     }
     return CString(kDefaultFont);
+}
+
+// The height of the whole lines that end within limitMetric (at scale 1.0; below 0: no limit).
+int heightWithin(CTextWrapper& wrapper, int limitMetric)
+{
+    const int whole = wrapper.getTextHeight();
+    const int limit = limitMetric < 0 ? whole : CUiScale::scaleMetric(limitMetric);
+    if (whole <= limit)
+        return whole;
+    int shown = 0;
+    for (int i = 0; i < wrapper.getLineCount(); ++i)
+    {
+        const int bottom = wrapper.getLine(i).top + wrapper.getLineHeight();
+        if (bottom > limit)
+            break;
+        shown = bottom;
+    }
+    return shown;
+}
+
+// A view that its parent scrolls shows only what lies in the parent's inner box.
+void clipToScrollingParent(const CViewBasePlacement& view, CViewBase::CDrawContext& dc)
+{
+    const CViewArea* area = view.getArea();
+    const CViewBasePlacement* parent = view.getParentView();
+    if (!area || !parent || !parent->getArea())
+        return;
+    const CViewArea::Placement placement = area->getRules().placement;
+    if (placement != CViewArea::kScrollerH && placement != CViewArea::kScrollerV &&
+        placement != CViewArea::kScrollerP)
+        return;
+    const CViewArea* box = parent->getArea();
+    auto edge = [box](CViewArea::Var var, CViewArea::Var inner, int sign)
+    { return static_cast<int>(std::lround(box->getValue(var) + sign * box->getValue(inner))); };
+    const int left = edge(CViewArea::kLeft, CViewArea::kInnerLeft, 1) - dc.originX;
+    const int top = edge(CViewArea::kTop, CViewArea::kInnerTop, 1) - dc.originY;
+    const int right = edge(CViewArea::kRight, CViewArea::kInnerRight, -1) - dc.originX;
+    const int bottom = edge(CViewArea::kBottom, CViewArea::kInnerBottom, -1) - dc.originY;
+    dc.clip.left = left > dc.clip.left ? left : dc.clip.left;
+    dc.clip.top = top > dc.clip.top ? top : dc.clip.top;
+    dc.clip.right = right < dc.clip.right ? right : dc.clip.right;
+    dc.clip.bottom = bottom < dc.clip.bottom ? bottom : dc.clip.bottom;
 }
 } // namespace
 
@@ -183,7 +228,7 @@ void CTextView::updateContentSize()
     // The text's own extent at the present width: what a "compact" size takes.
     if (!fontObject || !getArea())
         return;
-    getArea()->setContentSize(wrapper.getTextWidth(), wrapper.getTextHeight());
+    getArea()->setContentSize(wrapper.getTextWidth(), heightWithin(wrapper, maxTextHeight));
 }
 
 CError* CTextView::attrFont()
@@ -212,8 +257,11 @@ CError* CTextView::attrLayout()
     verticalAlignment = vertical == CString("center") ? 1 : vertical == CString("bottom") ? 2 : 0;
     wrapper.setWrapped(getAttrBool(CString("is-text-wrapped"), false));
     wrapper.setParagraphSpacing(getAttrInt(CString("paragraph-spacing"), 10));
+    const CString limit = getAttrString(CString("max-text-height"), CString());
+    maxTextHeight = limit.isEmpty() ? -1 : getAttrInt(CString("max-text-height"), -1);
     const CLinearBitmap::Rect area = getViewRect();
     wrapper.setWidth(area.right - area.left);
+    updateContentSize();
     invalidate();
     return nullptr;
 }
@@ -255,7 +303,7 @@ void CTextView::getTextOrigin(int& x, int& y)
     const CLinearBitmap::Rect area = getViewRect();
     x = area.left;
     y = area.top;
-    const int free = (area.bottom - area.top) - wrapper.getTextHeight();
+    const int free = (area.bottom - area.top) - heightWithin(wrapper, maxTextHeight);
     if (verticalAlignment == 1)
         y += free / 2;
     else if (verticalAlignment == 2)
@@ -272,6 +320,8 @@ bool CTextView::getParagraphRect(int paragraph, CLinearBitmap::Rect& out)
     for (int i = 0; i < wrapper.getLineCount(); ++i)
     {
         const CTextWrapper::Line& line = wrapper.getLine(i);
+        if (line.paragraph > paragraph)
+            break;
         if (line.paragraph != paragraph)
             continue;
         const int top = originY + line.top;
@@ -314,6 +364,9 @@ void CTextView::fillPaletteRect(CDrawContext& dc, const CLinearBitmap::Rect& are
 
 void CTextView::draw(CDrawContext& dc)
 {
+    clipToScrollingParent(*this, dc);
+    if (dc.clip.isEmpty())
+        return;
     CView::draw(dc);
     CViewColors& viewColors = getColors();
     const CViewColors* rootColors = viewColors.getRootColors();
@@ -322,6 +375,14 @@ void CTextView::draw(CDrawContext& dc)
     int originX = 0;
     int originY = 0;
     getTextOrigin(originX, originY);
+    if (maxTextHeight >= 0)
+    {
+        // The lines beyond the limit are cut whole.
+        const int end = originY + heightWithin(wrapper, maxTextHeight) - dc.originY;
+        dc.clip.bottom = end < dc.clip.bottom ? end : dc.clip.bottom;
+        if (dc.clip.isEmpty())
+            return;
+    }
 
     CLinearBitmap::Rect hovered;
     CLinearBitmap::Rect selected;
@@ -637,8 +698,19 @@ void CTextView::replaceSelection(const CString& text)
 
 CError* CTextView::handleEditKey(const CAttrMap& params)
 {
+    if (CTextView* owner = dynamic_cast<CTextView*>(getParent()))
+    {
+        bool taken = false;
+        KEL_CHECK(owner->onEditBoxKey(params, taken));
+        if (taken)
+            return nullptr;
+    }
     const int32_t key = getParamInt(params, "keycode");
-    const int32_t character = getParamInt(params, "char");
+    int32_t character = getParamInt(params, "char");
+    // A key that comes as text (an on-screen key) types its character when it has one.
+    const CAttrValue* keyText = params.find(CString("key"));
+    if (!params.contains(CString("char")) && keyText && keyText->getString().getLength() == 1)
+        character = keyText->getString().getUnit(0);
     const bool ctrl = getParamBool(params, "is-ctrl");
     const bool shift = getParamBool(params, "is-shift");
     const int length = editText.getLength();

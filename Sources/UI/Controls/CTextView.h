@@ -17,10 +17,14 @@ class CFontObject;
 // path; a view without one takes its nearest ancestor's, "shared::fnt.base" at the top). The
 // text lies in the view's rectangle by "text-alignment" ("left", "center", "right",
 // "justify") and "text-alignment-v" ("top", "center", "bottom"), wrapped at its width with
-// "is-text-wrapped". Colours are text slots of the view's role: "text-color" ("Text"),
-// "text-color1" and "text-color2" for [C1] and [C2], "paragraph-select-text-color" for the
-// selected paragraph; "paragraph-hover-color" and "paragraph-select-color" name the palette
-// roles of the hovered and the selected paragraph's background.
+// "is-text-wrapped". "max-text-height" (pixels, scaled) limits a compact text view: the text
+// shows and measures only its whole lines that end within it; empty means no limit. A view placed
+// with a scroller placement draws only inside its parent, and only the stored lines that fall in
+// what is drawn: scrolling a long list lays nothing out again. Colours are text slots of the
+// view's role: "text-color" ("Text"), "text-color1" and "text-color2" for [C1] and [C2],
+// "paragraph-select-text-color" for the selected paragraph; "paragraph-hover-color" and
+// "paragraph-select-color" name the palette roles of the hovered and the selected paragraph's
+// background.
 //
 // A value list as text: "text-source" (a path to a CValueList) shows the titles of its items as
 // paragraphs, at most "max-item-count" of them (0: all), and again when the list raises
@@ -98,6 +102,13 @@ protected:
     [[nodiscard]] virtual CError* onEditCommitted(const CString& text);
     // The text an edit starts from; the base gives the title.
     virtual CString getEditStartText();
+    // A key that reached this view's edit box, offered to this view before the box takes it;
+    // outTaken keeps it from the box. The base takes none.
+    [[nodiscard]] virtual CError* onEditBoxKey(const CAttrMap& /*params*/, bool& outTaken)
+    {
+        outTaken = false;
+        return nullptr;
+    }
     // Sets the shown text (a title) and lays it out again.
     void setContent(const CString& text);
 
@@ -138,6 +149,7 @@ private:
     int selectedParagraph = -1;
     int verticalAlignment = 0; // 0 top, 1 center, 2 bottom
     int sourceItemCount = -1;  // items shown from the text source; -1 without one
+    int maxTextHeight = -1;    // "max-text-height" at scale 1.0; -1: no limit
     CString listenedSource;    // the text source whose values-changed is heard
 
     CTextView* editBox = nullptr; // a child while editing; cleared in detachLinks

@@ -617,12 +617,25 @@ void CTextWrapper::draw(CLinearBitmap& bitmap, int originX, int originY,
         return;
     const CColor* textColors[3] = {normal, color1, color2};
     const int raise = lineHeight / 3;
-    for (const Line& line : lines)
+    // Glyphs may reach beyond their line (accents, descenders): a line's margin is a line. The
+    // lines go down the text, so the first one that reaches the clip is found by halving and
+    // the walk stops at the first one below it: a long list costs what its visible lines cost.
+    int first = 0;
+    int past = lines.getCount();
+    while (first < past)
     {
+        const int middle = first + (past - first) / 2;
+        if (originY + lines[middle].top + 2 * lineHeight <= clip.top)
+            first = middle + 1;
+        else
+            past = middle;
+    }
+    for (int l = first; l < lines.getCount(); ++l)
+    {
+        const Line& line = lines[l];
         const int top = originY + line.top;
-        // Glyphs may reach beyond their line (accents, descenders): a line's margin is a line.
-        if (top + 2 * lineHeight <= clip.top || top - lineHeight >= clip.bottom)
-            continue;
+        if (top - lineHeight >= clip.bottom)
+            break;
         const int left = originX + line.left;
         const int baseline = top + lineHeight - lineBelow;
         for (int r = line.firstRun; r < line.firstRun + line.runCount; ++r)

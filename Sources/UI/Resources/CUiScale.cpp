@@ -3,11 +3,29 @@
 #include "Core/CInputStream.h"
 
 #include <cmath>
+#include <cstring>
 
 namespace kel
 {
 
 double CUiScale::scale = 1.0;
+bool CUiScale::isChosen = false;
+
+void CUiScale::offerSetting(const char* text)
+{
+    if (isChosen || !text)
+        return;
+    static const struct
+    {
+        const char* text;
+        double value;
+    } kSettings[] = {{"0.8", 0.8}, {"1.0", 1.0}, {"1.25", 1.25}};
+    for (const auto& setting : kSettings)
+    {
+        if (std::strcmp(text, setting.text) == 0)
+            scale = setting.value;
+    }
+}
 
 int CUiScale::pickNearest(const double* scales, int count, double value)
 {

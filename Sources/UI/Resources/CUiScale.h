@@ -17,7 +17,16 @@ class CUiScale
 {
 public:
     static double get() { return scale; }
-    static void set(double value) { scale = value; }
+    // A scale the process chose for itself (a tool drawing at a given size, a test); the
+    // user's setting no longer applies.
+    static void set(double value)
+    {
+        scale = value;
+        isChosen = true;
+    }
+    // The user's setting, kept as "0.8", "1.0" or "1.25": taken unless the process chose a
+    // scale; any other text leaves the scale as it is.
+    static void offerSetting(const char* text);
 
     // Index of the scale nearest to value among count scales in stored order; a tie keeps the
     // earlier one. -1 when there are none.
@@ -39,6 +48,7 @@ public:
 
 private:
     static double scale;
+    static bool isChosen;
 };
 
 } // namespace kel

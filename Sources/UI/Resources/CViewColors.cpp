@@ -166,6 +166,8 @@ CString CViewColors::composeName(const CString& root, const CString& slot, const
     CString name;
     if (root.startsWith("/"))
         name = root.substring(1);
+    else if (slot.startsWith("/"))
+        name = slot.substring(1);
     else
         name = root + slot;
     if (!state.isEmpty())

@@ -95,7 +95,7 @@ public:
     const CColor* getDisabledTextColor();
 
     // The palette name of a cell: "Button" + "Text" + "_" + "ActiveHover"; "/Selection" +
-    // anything gives "Selection" + "_" + state.
+    // anything gives "Selection" + "_" + state, and so does any row + "/Selection".
     static CString composeName(const CString& root, const CString& slot, const CString& state);
 
 private:

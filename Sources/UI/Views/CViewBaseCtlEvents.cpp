@@ -1,6 +1,7 @@
 #include "UI/Views/CViewBaseCtlEvents.h"
 
 #include "Core/CDebugChannel.h"
+#include "Core/CSystem.h"
 #include "Core/CUtf8Path.h"
 #include "UI/Windows/CWindow.h"
 
@@ -65,6 +66,8 @@ void CViewBaseCtlEvents::detachLinks()
 {
     // The popup is not in this view's subtree: it goes now, before the path can name another.
     CObject* popup = findPopup();
+    if (CError* error = unblockForPopup(popupPath))
+        CSystem::showError(error);
     popupPath.clear();
     CObject::destroyObject(popup);
     CViewBaseState::detachLinks();
@@ -219,24 +222,25 @@ CError* CViewBaseCtlEvents::onUnblockWindowEvent(const CAttrMap& params)
 
 CError* CViewBaseCtlEvents::onBlockWindow(const CAttrMap& params)
 {
-    if (!findObject(CString(".window-blocker")))
-    {
-        CViewBaseCtlEvents* blocker = nullptr;
-        KEL_CHECK(createChild(CString("ui:window-blocker"), CString("window-blocker"), blocker));
-    }
+    // One blocker, one block of the window: a second block-window while it is up changes
+    // nothing, so that one unblock-window always lifts it.
+    if (findObject(CString(".window-blocker")))
+        return nullptr;
+    CViewBaseCtlEvents* blocker = nullptr;
+    KEL_CHECK(createChild(CString("ui:window-blocker"), CString("window-blocker"), blocker));
+    const CAttrValue* blockedBy = params.find(CString("blocked-by"));
+    if (blockedBy)
+        KEL_CHECK(blocker->setAttr(CString("blocked-by"), *blockedBy));
     CWindow* window = findWindow();
     if (!window)
         return nullptr;
     // No view stays in hover under a modal window.
     const CAttrMap none;
     KEL_CHECK(window->callEventProc(CString("mouse-exit"), none));
-    if (const CAttrValue* blockedBy = params.find(CString("blocked-by")))
+    if (blockedBy && !findObject(blockedBy->getString()))
     {
-        if (!findObject(blockedBy->getString()))
-        {
-            const CUtf8Path text(blockedBy->getString());
-            KEL_LOG("Target not found: '%s'", text.get());
-        }
+        const CUtf8Path text(blockedBy->getString());
+        KEL_LOG("Target not found: '%s'", text.get());
     }
     KEL_CHECK(window->callEventProc(CString("block-window"), params));
     return nullptr;
@@ -244,9 +248,23 @@ CError* CViewBaseCtlEvents::onBlockWindow(const CAttrMap& params)
 
 CError* CViewBaseCtlEvents::onUnblockWindow(const CAttrMap& params)
 {
-    CObject::destroyObject(findObject(CString(".window-blocker")));
+    CObject* blocker = findObject(CString(".window-blocker"));
+    if (!blocker)
+        return nullptr; // not blocked by this view: the window's count is someone else's
+    CObject::destroyObject(blocker);
     if (CWindow* window = findWindow())
         KEL_CHECK(window->callEventProc(CString("unblock-window"), params));
+    return nullptr;
+}
+
+CError* CViewBaseCtlEvents::unblockForPopup(const CString& popup)
+{
+    const CObject* blocker = findObject(CString(".window-blocker"));
+    if (popup.isEmpty() || !blocker ||
+        blocker->getAttrString(CString("blocked-by"), CString()) != popup)
+        return nullptr;
+    const CAttrMap none;
+    KEL_CHECK(onUnblockWindow(none));
     return nullptr;
 }
 
@@ -339,6 +357,8 @@ CError* CViewBaseCtlEvents::openPopup(const CAttrMap& params)
 CError* CViewBaseCtlEvents::releasePopup()
 {
     CObject* popup = findPopup();
+    // A modal popup that ends lifts the block it laid on this view's window.
+    KEL_CHECK(unblockForPopup(popupPath));
     popupPath.clear();
     if (popup)
         KEL_CHECK(popup->releaseChildBridged());

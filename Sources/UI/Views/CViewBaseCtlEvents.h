@@ -25,7 +25,11 @@ class CWindow;
 // block-window: a view that opens a modal window covers its own window with a child
 // "window-blocker" made from the template ui:window-blocker, takes the pointer out of every
 // view (the window hears mouse-exit), and tells the window, which takes no input until it is
-// unblocked; the parameter "blocked-by" names the modal window. unblock-window undoes it.
+// unblocked; the parameter "blocked-by" names the modal window (kept on the blocker). A view
+// blocks its window once: a second block-window while its blocker is up does nothing.
+// unblock-window removes the blocker and unblocks the window; nothing without a blocker. When
+// the popup a view opened ends (popup-closed, released, or the view goes) a block whose
+// "blocked-by" is that popup is lifted, so a modal popup only has to block its opener.
 //
 // Popups: every view opens one on the event popup-toggle (a view-command's run-event, its
 // run-event-params giving the parameters). "popup-tag" names the run-time template, whose top is
@@ -123,6 +127,8 @@ private:
     // Procedures of the events block-window and unblock-window sent to the view.
     [[nodiscard]] CError* onBlockWindowEvent(const CAttrMap& params);
     [[nodiscard]] CError* onUnblockWindowEvent(const CAttrMap& params);
+    // Lifts the block of this view's window when the popup at that full name laid it.
+    [[nodiscard]] CError* unblockForPopup(const CString& popup);
     [[nodiscard]] CError* blockWindowOperation(CAttrMap& params) { return onBlockWindow(params); }
     [[nodiscard]] CError* unblockWindowOperation(CAttrMap& params)
     {

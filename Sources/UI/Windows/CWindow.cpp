@@ -654,8 +654,11 @@ void CWindow::onNativeEvent(const CNativeWindow::CInputEvent& event)
         break;
     case CNativeWindow::CInputEvent::kClose:
     {
+        // A popup closed by the system ends as any popup does: its opener hears of it (and
+        // lifts the block a modal one laid on its window).
         CAttrMap params;
-        if (CError* error = sendEvent(CString("close-window"), params))
+        CError* error = popupWindow ? endPopup() : sendEvent(CString("close-window"), params);
+        if (error)
             CSystem::showError(error);
         break;
     }
@@ -776,6 +779,8 @@ void CWindow::wake()
 
 bool CWindow::onHostWheel(int direction)
 {
+    if (blockCount > 0)
+        return false;
     CViewBase* under = getViewAt(pointerX, pointerY);
     if (!under)
         return false;

@@ -49,6 +49,7 @@ protected:
     }
     void TearDown() override
     {
+        CGlobalSettings::values().showVirtualKeyboard.store(true);
         CHeadlessEditorFixture::TearDown();
         EXPECT_TRUE(shownErrors().empty()) << shownErrors().front();
     }
@@ -254,6 +255,10 @@ TEST_F(CAudioWrapperVSTGestureTest, ClosingTheEditorMidDragEndsTheGestureAndReop
 TEST_F(CAudioWrapperVSTGestureTest,
        TypedValueInTheReadOutIsOneGestureAndAnUnreadableOneChangesNothing)
 {
+    // The bare edit box: the on-screen keyboard is switched off.
+    CObject* settings = editor->getUiRoot()->findObject(CString("ui.global-settings"));
+    ASSERT_NE(settings, nullptr);
+    ASSERT_EQ(settings->setAttr(CString("show-virtual-keyboard"), CAttrValue(false)), nullptr);
     auto* readOut = dynamic_cast<CReadOut*>(knob->findObject(CString(".readout")));
     ASSERT_NE(readOut, nullptr);
     const CLinearBitmap::Rect area = readOut->getViewRect();
@@ -309,6 +314,60 @@ TEST_F(CAudioWrapperVSTGestureTest,
     EXPECT_EQ(test::CUtf8::of(readOut->getContent()), test::CUtf8::of(minusSix));
     EXPECT_TRUE(gainGestures().empty());
     EXPECT_EQ(history().size(), records + 1);
+}
+
+TEST_F(CAudioWrapperVSTGestureTest, ValueTypedOnTheOnScreenKeyboardIsOneGestureAndOneUndoStep)
+{
+    auto* readOut = dynamic_cast<CReadOut*>(knob->findObject(CString(".readout")));
+    ASSERT_NE(readOut, nullptr);
+    const CLinearBitmap::Rect area = readOut->getViewRect();
+    const size_t records = history().size();
+    CString before;
+    uiParam->getText(before);
+    auto typeOnKeys = [&](std::vector<const char*> keys)
+    {
+        press((area.left + area.right) / 2, (area.top + area.bottom) / 2);
+        release((area.left + area.right) / 2, (area.top + area.bottom) / 2);
+        EXPECT_FALSE(readOut->isEditing());
+        // The gain's keyboard is the one of numbers.
+        CViewBaseCtlEvents* keyboard = readOut->getOpenPopup();
+        ASSERT_NE(keyboard, nullptr);
+        EXPECT_NE(keyboard->findObject(CString(".field")), nullptr);
+        auto* window = dynamic_cast<CHeadlessWindow*>(keyboard->findWindow()->getNativeWindow());
+        ASSERT_NE(window, nullptr);
+        for (const char* text : keys)
+        {
+            CViewBase* key = nullptr;
+            for (int i = 0; i < keyboard->getChildCount() && !key; ++i)
+            {
+                if (keyboard->getChild(i)->getAttrString(CString("vk-key")) == CString(text))
+                    key = dynamic_cast<CViewBase*>(keyboard->getChild(i));
+            }
+            ASSERT_NE(key, nullptr) << text;
+            CNativeWindow::CInputEvent event;
+            event.kind = CNativeWindow::CInputEvent::kMouseButton;
+            event.x = (key->getViewRect().left + key->getViewRect().right) / 2;
+            event.y = (key->getViewRect().top + key->getViewRect().bottom) / 2;
+            event.button = 1;
+            event.isDown = true;
+            event.timeMs = clockMs += 1000;
+            window->deliver(event);
+            event.isDown = false;
+            window->deliver(event);
+        }
+        idle();
+    };
+    // Cancel changes nothing; Enter commits as one gesture and one undo step.
+    typeOnKeys({"9", "Cancel"});
+    EXPECT_TRUE(gainGestures().empty());
+    typeOnKeys({"-", "6", "Enter"});
+    CString typed;
+    uiParam->getText(typed);
+    EXPECT_NE(test::CUtf8::of(typed), test::CUtf8::of(before));
+    EXPECT_EQ(test::CUtf8::of(readOut->getContent()), test::CUtf8::of(typed));
+    EXPECT_EQ(gainGestures(), gesture(1));
+    ASSERT_EQ(history().size(), records + 1);
+    EXPECT_EQ(history().back(), "Signal gain change");
 }
 
 TEST_F(CAudioWrapperVSTGestureTest, SignalButtonsHistoryRowAndStateButtonsActOnThePlugin)

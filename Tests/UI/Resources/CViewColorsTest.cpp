@@ -63,6 +63,8 @@ TEST_F(CViewColorsTest, TextSlotAndAbsoluteNamesComposeAsTheRuleSays)
     EXPECT_EQ(CViewColors::composeName("Button", "Text", "ActiveHover"), "ButtonText_ActiveHover");
     EXPECT_EQ(CViewColors::composeName("Button", "", ""), "Button");
     EXPECT_EQ(CViewColors::composeName("/Selection", "Text", ""), "Selection");
+    // A slot of its own palette name, whatever the row: the text of a selected paragraph.
+    EXPECT_EQ(CViewColors::composeName("Panel", "/SelectionText", "Hover"), "SelectionText_Hover");
 }
 
 TEST_F(CViewColorsTest, ColorSlotsSplitAtBarsWithDotAsTheRootColour)

@@ -544,6 +544,12 @@ void CX11Window::handleEvent(void* rawEvent)
         break;
     }
     case FocusOut:
+        // With the host's window focused and the pointer over ours, the server tells us of the
+        // keyboard as "under the pointer" (NotifyPointer); taking the focus ourselves ends that
+        // with a FocusOut that loses nothing. Focus moving into a window of ours is no loss
+        // either (NotifyInferior).
+        if (event.xfocus.detail == NotifyPointer || event.xfocus.detail == NotifyInferior)
+            return;
         out.kind = CInputEvent::kFocusOut;
         break;
     case Expose:

@@ -45,6 +45,24 @@ std::string CEditorFixture::describe(CError* error)
     return text;
 }
 
+std::map<int32_t, std::vector<std::string>> CEditorFixture::editsHeard(const CHostedPlugin& plugin)
+{
+    std::map<int32_t, std::vector<std::string>> heard;
+    for (const CHostedPlugin::CCallRecord& entry : plugin.getCallbackLog())
+    {
+        const char* step = entry.opcode == kHostBeginEdit  ? "begin"
+                           : entry.opcode == kHostAutomate ? "automate"
+                           : entry.opcode == kHostEndEdit  ? "end"
+                                                           : nullptr;
+        if (!step)
+            continue;
+        std::vector<std::string>& steps = heard[entry.index];
+        if (steps.empty() || steps.back() != step)
+            steps.push_back(step);
+    }
+    return heard;
+}
+
 void CEditorFixture::SetUp()
 {
     // Xvfb starts over whenever its last client leaves and refuses connections meanwhile; a

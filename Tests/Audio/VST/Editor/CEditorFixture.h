@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -39,6 +40,9 @@ public:
     static CChildResult runEditorHost(const std::string& environment, const std::string& arguments);
     // The text of an error, which is deleted.
     static std::string describe(CError* error);
+    // The edits the host heard since the plug-in's records were cleared: per parameter, the
+    // steps "begin", "automate" and "end" in order, repeats of one step heard as one.
+    static std::map<int32_t, std::vector<std::string>> editsHeard(const CHostedPlugin& plugin);
 
 protected:
     void SetUp() override;

@@ -107,21 +107,16 @@ TEST_F(EditorInputTest, DraggingTheGainKnobUpRaisesGainByTheDragStepInOneGesture
     const double expected = start + 20 * CGlobalSettings::dragStepOf(0.8);
     EXPECT_NEAR(plugin->getParameter(kGain), expected, 1e-6);
 
-    std::vector<std::string> heard;
     for (const CHostedPlugin::CCallRecord& entry : plugin->getCallbackLog())
     {
-        const char* name = entry.opcode == kHostBeginEdit  ? "begin"
-                           : entry.opcode == kHostAutomate ? "automate"
-                           : entry.opcode == kHostEndEdit  ? "end"
-                                                           : nullptr;
-        if (!name)
-            continue;
-        EXPECT_EQ(entry.index, kGain) << name;
-        EXPECT_EQ(entry.threadId, CThisThread::id()) << name << " off the editor's thread";
-        if (heard.empty() || heard.back() != name)
-            heard.push_back(name);
+        if (entry.opcode == kHostBeginEdit || entry.opcode == kHostAutomate ||
+            entry.opcode == kHostEndEdit)
+        {
+            EXPECT_EQ(entry.threadId, CThisThread::id()) << "an edit off the editor's thread";
+        }
     }
-    EXPECT_EQ(heard, std::vector<std::string>({"begin", "automate", "end"}));
+    EXPECT_EQ(editsHeard(*plugin),
+              (std::map<int32_t, std::vector<std::string>>{{kGain, {"begin", "automate", "end"}}}));
 
     // The knob shows it (its scale labels, shown while the pointer is over it, stand a few
     // pixels beyond it), its hint in the status line, and the undo button of the history row (66 by
