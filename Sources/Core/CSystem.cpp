@@ -23,14 +23,14 @@ const char kExplanation[] =
 
 void presentOnStandardError(const char* title, const char* explanation, const char* details, void*)
 {
-    std::fprintf(stderr, "%s\n%s\n\n%s\n", title, explanation, details);
-    std::fflush(stderr);
+    CSystem::writeErrorReport(stderr, title, explanation, details);
 }
 
 struct PresenterSlot
 {
     std::atomic<CSystem::ErrorPresenter> presenter{nullptr};
     std::atomic<void*> context{nullptr};
+    std::atomic<CSystem::ErrorPresenter> fallback{nullptr};
 };
 
 PresenterSlot& presenterSlot()
@@ -107,8 +107,11 @@ void CSystem::showError(CError* error)
         details = "<no details>";
     PresenterSlot& slot = presenterSlot();
     ErrorPresenter presenter = slot.presenter.load(std::memory_order_acquire);
+    ErrorPresenter fallback = slot.fallback.load(std::memory_order_acquire);
     if (presenter)
         presenter(kErrorTitle, kExplanation, details, slot.context.load(std::memory_order_acquire));
+    else if (fallback)
+        fallback(kErrorTitle, kExplanation, details, nullptr);
     else
         presentOnStandardError(kErrorTitle, kExplanation, details, nullptr);
     CAllocator::free(heap);
@@ -118,6 +121,18 @@ void CSystem::showError(CError* error)
 const char* CSystem::getErrorExplanation()
 {
     return kExplanation;
+}
+
+void CSystem::writeErrorReport(std::FILE* stream, const char* title, const char* explanation,
+                               const char* details)
+{
+    std::fprintf(stream, "%s\n%s\n\n%s\n", title, explanation, details);
+    std::fflush(stream);
+}
+
+void CSystem::setFallbackErrorPresenter(ErrorPresenter presenter)
+{
+    presenterSlot().fallback.store(presenter, std::memory_order_release);
 }
 
 void CSystem::setErrorPresenter(ErrorPresenter presenter, void* context)

@@ -6,6 +6,7 @@
 #include "Core/Platform/CRunLoop.h"
 
 #include <cstdint>
+#include <cstdio>
 
 namespace kel
 {
@@ -41,8 +42,15 @@ public:
     static void showError(CError* error);
     // The fixed explanation of the error window, with the support address.
     static const char* getErrorExplanation();
-    // A null presenter restores the standard error stream. [start-up]
+    // A presenter that takes every report (a test's, a tool's); null gives them back to the
+    // fallback. [start-up]
     static void setErrorPresenter(ErrorPresenter presenter, void* context);
+    // What reports go to while no presenter is set: the error window the user interface
+    // installs; null, the standard error stream. [start-up]
+    static void setFallbackErrorPresenter(ErrorPresenter presenter);
+    // Writes one report as it goes to the standard error stream without a presenter.
+    static void writeErrorReport(std::FILE* stream, const char* title, const char* explanation,
+                                 const char* details);
 };
 
 } // namespace kel

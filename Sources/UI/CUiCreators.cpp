@@ -9,6 +9,7 @@
 #include "UI/Controls/CKnob.h"
 #include "UI/Controls/CKnobLabels.h"
 #include "UI/Controls/CPicture.h"
+#include "UI/Controls/CPresetManager.h"
 #include "UI/Controls/CScrollerBar.h"
 #include "UI/Controls/CSelector.h"
 #include "UI/Controls/CSelectorPalette.h"
@@ -16,6 +17,7 @@
 #include "UI/Controls/CReadOut.h"
 #include "UI/Controls/CTextView.h"
 #include "UI/Controls/CWindowDrag.h"
+#include "UI/Lists/CDynListPresets.h"
 #include "UI/Lists/CDynListValueList.h"
 #include "UI/Lists/CValueList.h"
 #include "UI/Lists/CValueListAudio.h"
@@ -34,6 +36,7 @@
 #include "UI/Views/CViewCommand.h"
 #include "UI/Views/CViewState.h"
 #include "UI/Views/CViewStateSwitch.h"
+#include "UI/Windows/CFileDialog.h"
 #include "UI/Windows/CWindow.h"
 #include "UI/Windows/CWindowSharedData.h"
 
@@ -51,6 +54,8 @@ CError* CUiCreators::registerAll()
         CCreatorRow::of<CButtonAB>("ui:button-ab"),
         CCreatorRow::of<CButton>("ui:button-base"),
         CCreatorRow::of<CControlArray>("ui:control-array"),
+        CCreatorRow::of<CFileDialog>("ui:file-dialog"),
+        CCreatorRow::of<CDynListPresets>("ui:dynlist-presets"),
         CCreatorRow::of<CDynListValueList>("ui:dynlist-value-list"),
         CCreatorRow::of<CFrame>("ui:frame"),
         CCreatorRow::of<CHistory>("ui:history"),
@@ -61,6 +66,7 @@ CError* CUiCreators::registerAll()
         CCreatorRow::of<CParamGroupSelector>("ui:param-group-selector"),
         CCreatorRow::of<CPicture>("ui:picture"),
         CCreatorRow::of<CPluginControl>("ui:plugin-control"),
+        CCreatorRow::of<CPresetManager>("ui:preset-manager"),
         CCreatorRow::of<CSelector>("ui:selector"),
         CCreatorRow::of<CSelectorPalette>("ui:selector-palette"),
         CCreatorRow::of<CSelectorScale>("ui:selector-scale"),

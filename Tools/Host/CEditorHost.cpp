@@ -291,6 +291,53 @@ bool CEditorHost::windowExists(WindowId window)
     return exists;
 }
 
+std::vector<CEditorHost::WindowId> CEditorHost::getTopLevelWindows()
+{
+    return display ? getChildren(DefaultRootWindow(display)) : std::vector<WindowId>();
+}
+
+CEditorHost::WindowId CEditorHost::getTransientFor(WindowId window)
+{
+    if (!display || !window)
+        return 0;
+    tQuietDisplay = display;
+    Window owner = 0;
+    if (!XGetTransientForHint(display, window, &owner))
+        owner = 0;
+    XSync(display, False);
+    tQuietDisplay = nullptr;
+    return owner;
+}
+
+std::string CEditorHost::getWindowTitle(WindowId window)
+{
+    if (!display || !window)
+        return std::string();
+    tQuietDisplay = display;
+    char* name = nullptr;
+    std::string title;
+    if (XFetchName(display, window, &name) && name)
+        title = name;
+    if (name)
+        XFree(name);
+    XSync(display, False);
+    tQuietDisplay = nullptr;
+    return title;
+}
+
+bool CEditorHost::isViewable(WindowId window)
+{
+    if (!display || !window)
+        return false;
+    tQuietDisplay = display;
+    XWindowAttributes attributes;
+    const bool viewable = XGetWindowAttributes(display, window, &attributes) != 0 &&
+                          attributes.map_state == IsViewable;
+    XSync(display, False);
+    tQuietDisplay = nullptr;
+    return viewable;
+}
+
 int CEditorHost::getEditorWidth(const CHostedPlugin& plugin) const
 {
     const CEditorSlot* slot = findSlot(plugin);
@@ -463,6 +510,25 @@ void CEditorHost::releaseButton(int button)
 void CEditorHost::click(const CHostedPlugin& plugin, int x, int y, int button)
 {
     movePointer(plugin, x, y);
+    settle(kInputGapMs);
+    pressButton(button);
+    settle(kInputGapMs);
+    releaseButton(button);
+    settle(kInputGapMs);
+}
+
+void CEditorHost::clickWindow(WindowId window, int x, int y, int button)
+{
+    if (!display)
+        return;
+    int rootX = x, rootY = y;
+    Window child = 0;
+    tQuietDisplay = display;
+    XTranslateCoordinates(display, window, root, x, y, &rootX, &rootY, &child);
+    XSync(display, False);
+    tQuietDisplay = nullptr;
+    XTestFakeMotionEvent(display, DefaultScreen(display), rootX, rootY, CurrentTime);
+    XFlush(display);
     settle(kInputGapMs);
     pressButton(button);
     settle(kInputGapMs);

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <vector>
 
 struct _XDisplay;
@@ -76,6 +77,14 @@ public:
     std::vector<WindowId> getChildren(WindowId window);
     // Whether the window still exists on the server.
     bool windowExists(WindowId window);
+    // The screen's top-level windows (the root's children), bottom to top.
+    std::vector<WindowId> getTopLevelWindows();
+    // The WM_TRANSIENT_FOR of a window; 0 when it has none or is gone.
+    WindowId getTransientFor(WindowId window);
+    // The WM_NAME of a window; empty when it has none or is gone.
+    std::string getWindowTitle(WindowId window);
+    // Whether the window exists and is viewable (mapped, and its ancestors too).
+    bool isViewable(WindowId window);
     // The size effEditGetRect gave at open.
     int getEditorWidth(const CHostedPlugin& plugin) const;
     int getEditorHeight(const CHostedPlugin& plugin) const;
@@ -105,6 +114,8 @@ public:
     void pressButton(int button);
     void releaseButton(int button);
     void click(const CHostedPlugin& plugin, int x, int y, int button = 1);
+    // A click at (x, y) of any window on the screen (a popup the editor opened).
+    void clickWindow(WindowId window, int x, int y, int button = 1);
     // Press at (x0, y0), move in `steps` steps to (x1, y1), release; the loop runs between.
     void drag(const CHostedPlugin& plugin, int x0, int y0, int x1, int y1, int steps);
     // Wheel clicks at (x, y): positive steps up (button 4), negative down (button 5).

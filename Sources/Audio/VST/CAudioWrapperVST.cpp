@@ -12,7 +12,9 @@
 #include "Core/CSystem.h"
 #include "ProductResources.h"
 #include "UI/CUiCreators.h"
+#include "UI/Platform/X11/CX11Display.h"
 #include "UI/Resources/CUiScale.h"
+#include "UI/Windows/CErrorWindowPresenter.h"
 
 #include <atomic>
 #include <cstddef>
@@ -76,6 +78,8 @@ void CAudioWrapperVST::startApplication()
 {
     if (CApplication::isInitialised())
         return;
+    // From here on errors show in a window of their own wherever there is a screen.
+    CErrorWindowPresenter::install(&CX11Display::makeAboveEditors);
     // The rows go in library order: the core's (the application's own), the audio side's, the
     // interface's. A hook a library already added stays where it is.
     CApplication::addCreatorRegistration(&CAudioCreators::registerAll);

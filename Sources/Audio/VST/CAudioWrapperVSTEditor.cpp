@@ -83,6 +83,9 @@ bool CAudioWrapperVSTEditor::open(void* parentWindow)
         return false;
     // Everything of the editor runs on the thread that opens it, until it closes.
     uiContract.claim();
+    // Other editors' stand-in threads may pump this thread's loop: none does while this one is
+    // being made (or taken down again).
+    CRunLoop::CHold hold(CRunLoop::forThisThread());
     if (CError* error = openEditor(parentWindow))
     {
         closeEditor();
@@ -133,6 +136,8 @@ CError* CAudioWrapperVSTEditor::openEditor(void* parentWindow)
 void CAudioWrapperVSTEditor::close()
 {
     uiContract.check("effEditClose");
+    // The loop the editor was made on, if any: a close without an editor makes none.
+    CRunLoop::CHold hold(uiRoot ? CRunLoop::getCurrent() : nullptr);
     closeEditor();
     systemWindow = nullptr;
 }

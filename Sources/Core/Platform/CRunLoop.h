@@ -103,6 +103,25 @@ public:
     // number of deliveries.
     int runOnce(int timeoutMs);
     int pump() { return runOnce(0); }
+    // runOnce for a stand-in thread that serves the loop only while its own thread does not:
+    // answers -1 at once, having waited for nothing, when another thread pumps or holds it.
+    int runOnceIfFree(int timeoutMs);
+
+    // Keeps other threads from pumping the loop for a scope: the loop's own thread holds it
+    // while it works on what the loop's clients share (an editor it opens or closes), so that
+    // a stand-in pumping meanwhile cannot deliver to them half made. A stand-in waiting in the
+    // loop is woken first. Nests with runOnce on the same thread. [the loop's threads]
+    class CHold
+    {
+    public:
+        explicit CHold(CRunLoop* heldLoop);
+        ~CHold();
+        CHold(const CHold&) = delete;
+        CHold& operator=(const CHold&) = delete;
+
+    private:
+        CRunLoop* loop; // null: nothing held (no loop, or a nested hold)
+    };
     // Pumps until quit is called; a quit that came before run still ends the next run.
     void run();
     void quit();
@@ -129,6 +148,8 @@ private:
     };
 
     CClient* findClient(ClientId client);
+    // One turn of the loop: the wait, then the deliveries. [the thread holding pumpLock]
+    int serve(int timeoutMs);
     int deliverSignals();
     // Blocks in the system until a post, a descriptor or the time limit; fills readyFlags for
     // each watch (indexed like the copy passed in).
@@ -143,6 +164,7 @@ private:
     CLock lock;
     CLock pumpLock;
     std::atomic<uint64_t> pumpingThread{0};
+    std::atomic<int> holdsWaiting{0}; // CHolds waiting for pumpLock
     std::atomic<uint64_t> ownerThreadId{0};
     CInterlockedList postedList;
     CTreeMap<ClientId, CClient*> clients;

@@ -77,7 +77,13 @@ void CEditorPump::execute()
         // While it pumps, this thread is the editor's thread: the tree's events are calls, not
         // posts that would wake the loop a second time.
         CNotifyServer::CStandIn standIn(loop->getOwnerThreadId());
-        loop->runOnce(kFallbackSliceMs);
+        // The host's thread may be in the plug-in meanwhile (opening another editor on this
+        // loop): it has the loop then, and this thread waits for its next turn.
+        if (loop->runOnceIfFree(kFallbackSliceMs) < 0)
+        {
+            waitForSignal(kBusyRetryMs);
+            continue;
+        }
         fallbackPumps.fetch_add(1, std::memory_order_relaxed);
     }
 }

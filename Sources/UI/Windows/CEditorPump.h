@@ -28,6 +28,8 @@ public:
     // Longest wait of the fallback thread inside the loop; it ends earlier at every timer,
     // screen event or post, and the host's next idle posts one so as not to wait for it.
     static constexpr int kFallbackSliceMs = 500;
+    // How soon the stand-in looks again while the host's thread has the loop.
+    static constexpr int kBusyRetryMs = 5;
 
     CEditorPump() = default;
     ~CEditorPump() override;

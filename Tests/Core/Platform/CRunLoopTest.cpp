@@ -278,3 +278,35 @@ TEST(CRunLoopConcurrency, SignalsWakeABlockedLoopOnceAndEndWithTheirClient)
     EXPECT_GE(loop.addSignal(id, 79), 0);
     loop.removeClient(id);
 }
+
+TEST(CRunLoopConcurrency, AHoldKeepsAStandInFromPumpingAndWakesOneWaitingInTheLoop)
+{
+    CRunLoop loop;
+    std::atomic<int> standInAnswer{0};
+    std::atomic<bool> standInInLoop{false};
+    // A stand-in waits in the loop for a long slice; the owner's hold must not wait that long.
+    std::thread standIn(
+        [&]()
+        {
+            standInInLoop = true;
+            standInAnswer = loop.runOnceIfFree(5000);
+        });
+    while (!standInInLoop)
+        std::this_thread::yield();
+    usleep(20 * 1000);
+    const uint32_t startMs = CTickClock::tickCountMs();
+    {
+        CRunLoop::CHold hold(&loop);
+        EXPECT_LT(CTickClock::tickCountMs() - startMs, 1000u);
+        standIn.join();
+        EXPECT_GE(standInAnswer.load(), 0);
+        // While held, a stand-in takes no turn, and the holder's own pumps nest.
+        std::thread refused([&]() { standInAnswer = loop.runOnceIfFree(0); });
+        refused.join();
+        EXPECT_EQ(standInAnswer.load(), -1);
+        EXPECT_GE(loop.pump(), 0);
+    }
+    std::thread after([&]() { standInAnswer = loop.runOnceIfFree(0); });
+    after.join();
+    EXPECT_GE(standInAnswer.load(), 0);
+}

@@ -13,7 +13,7 @@
 #include "UI/CUiCreators.h"
 #include "UI/Resources/CUiScale.h"
 #include "UI/Views/CViewBase.h"
-#include "UI/Windows/CHeadlessTreeTest.h"
+#include "UI/Windows/CSharedTreeTest.h"
 
 #include <gtest/gtest.h>
 
@@ -23,30 +23,9 @@
 namespace kel::test
 {
 
-class CButtonTreeTest : public CHeadlessTreeTest
+class CButtonTreeTest : public CSharedTreeTest
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        CApplication::addCreatorRegistration(&CAudioCreators::registerAll);
-        CApplication::addCreatorRegistration(&CUiCreators::registerAll);
-        CApplication::shutdown();
-        CApplication::init(resources::kResourceTable, "SharedData.xml");
-        CUiScale::set(1.0);
-    }
-    // The suites after this one find the application as the others leave it.
-    static void TearDownTestSuite()
-    {
-        CApplication::shutdown();
-        CApplication::init(resources::kResourceTable, "");
-    }
-    void TearDown() override
-    {
-        if (CRunLoop* loop = CRunLoop::getCurrent())
-            loop->pump();
-        CHeadlessTreeTest::TearDown();
-    }
-
     // The templates of Buttons.xml, as children of parent.
     static void addButtonTemplates(CTreeBlobWriter::Node& parent)
     {

@@ -7,7 +7,7 @@
 #include "UI/CUiCreators.h"
 #include "UI/Resources/CUiScale.h"
 #include "UI/Views/CViewBase.h"
-#include "UI/Windows/CHeadlessTreeTest.h"
+#include "UI/Windows/CSharedTreeTest.h"
 
 #include <gtest/gtest.h>
 
@@ -16,23 +16,7 @@ using namespace kel;
 namespace
 {
 
-class CGradientTest : public test::CHeadlessTreeTest
-{
-protected:
-    static void SetUpTestSuite()
-    {
-        CApplication::addCreatorRegistration(&CAudioCreators::registerAll);
-        CApplication::addCreatorRegistration(&CUiCreators::registerAll);
-        CApplication::shutdown();
-        CApplication::init(resources::kResourceTable, "SharedData.xml");
-        CUiScale::set(1.0);
-    }
-    static void TearDownTestSuite()
-    {
-        CApplication::shutdown();
-        CApplication::init(resources::kResourceTable, "");
-    }
-};
+using CGradientTest = test::CSharedTreeTest;
 
 } // namespace
 

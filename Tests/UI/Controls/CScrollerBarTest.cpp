@@ -9,7 +9,7 @@
 #include "UI/Controls/CScrollerBar.h"
 #include "UI/Controls/CTextView.h"
 #include "UI/Resources/CUiScale.h"
-#include "UI/Windows/CHeadlessTreeTest.h"
+#include "UI/Windows/CSharedTreeTest.h"
 
 #include <gtest/gtest.h>
 
@@ -20,24 +20,9 @@ using namespace kel;
 namespace
 {
 
-class CScrollerBarTest : public test::CHeadlessTreeTest
+class CScrollerBarTest : public test::CSharedTreeTest
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        CApplication::addCreatorRegistration(&CAudioCreators::registerAll);
-        CApplication::addCreatorRegistration(&CUiCreators::registerAll);
-        // The fonts and palettes live in the product's shared tree.
-        CApplication::shutdown();
-        CApplication::init(resources::kResourceTable, "SharedData.xml");
-        CUiScale::set(1.0);
-    }
-    static void TearDownTestSuite()
-    {
-        CApplication::shutdown();
-        CApplication::init(resources::kResourceTable, "");
-    }
-
     void SetUp() override
     {
         // A list 100 by 100 at the top left, its bar 10 wide beside it, 20 pixels of window

@@ -6,7 +6,7 @@
 #include "UI/CUiCreators.h"
 #include "UI/Controls/CTextView.h"
 #include "UI/Resources/CUiScale.h"
-#include "UI/Windows/CHeadlessTreeTest.h"
+#include "UI/Windows/CSharedTreeTest.h"
 
 #include <gtest/gtest.h>
 
@@ -15,22 +15,9 @@ using namespace kel;
 namespace
 {
 
-class CTextViewHeightTest : public test::CHeadlessTreeTest
+class CTextViewHeightTest : public test::CSharedTreeTest
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        CApplication::addCreatorRegistration(&CAudioCreators::registerAll);
-        CApplication::addCreatorRegistration(&CUiCreators::registerAll);
-        CApplication::shutdown();
-        CApplication::init(resources::kResourceTable, "SharedData.xml");
-        CUiScale::set(1.0);
-    }
-    static void TearDownTestSuite()
-    {
-        CApplication::shutdown();
-        CApplication::init(resources::kResourceTable, "");
-    }
 };
 
 } // namespace

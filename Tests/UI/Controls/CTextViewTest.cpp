@@ -6,7 +6,7 @@
 #include "ProductResources.h"
 #include "Support/CErrorText.h"
 #include "Support/CTreeBlobWriter.h"
-#include "UI/Windows/CHeadlessTreeTest.h"
+#include "UI/Windows/CSharedTreeTest.h"
 #include "UI/Controls/CTextView.h"
 #include "UI/CUiCreators.h"
 #include "UI/Platform/Headless/CHeadlessDisplay.h"
@@ -38,25 +38,9 @@ std::string utf8(const CString& text)
     return buffer;
 }
 
-class CTextViewTest : public test::CHeadlessTreeTest
+class CTextViewTest : public test::CSharedTreeTest
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        CApplication::addCreatorRegistration(&CAudioCreators::registerAll);
-        CApplication::addCreatorRegistration(&CUiCreators::registerAll);
-        // The fonts and palettes live in the product's shared tree.
-        CApplication::shutdown();
-        CApplication::init(resources::kResourceTable, "SharedData.xml");
-        CUiScale::set(1.0);
-    }
-    // The suites after this one find the application as the others leave it.
-    static void TearDownTestSuite()
-    {
-        CApplication::shutdown();
-        CApplication::init(resources::kResourceTable, "");
-    }
-
     void SetUp() override
     {
         // Two fields of one tab group that edit on a click, and a label beside them.
@@ -92,13 +76,6 @@ protected:
             .attr("is-filled", "true")
             .attr("z-index", "10");
         openTree(tree);
-    }
-    void TearDown() override
-    {
-        // The edit boxes that ended go as the event bridge delivers their release.
-        if (CRunLoop* loop = CRunLoop::getCurrent())
-            loop->pump();
-        CHeadlessTreeTest::TearDown();
     }
 
     CTextView* field(const char* name) const

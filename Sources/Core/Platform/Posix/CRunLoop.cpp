@@ -58,6 +58,11 @@ CRunLoop::~CRunLoop()
 
 CRunLoop* CRunLoop::forThisThread()
 {
+    // A thread that bound a loop of its own never touches tOwnedLoop: a thread-local with a
+    // destructor registers it with the loader, whose lock a thread must then not need while a
+    // library's statics go (a join at unload would wait for it for ever).
+    if (tCurrentLoop)
+        return tCurrentLoop;
     if (!tOwnedLoop.loop)
     {
         auto* loop = new CRunLoop();
@@ -388,6 +393,45 @@ int CRunLoop::deliverPosted()
     return delivered;
 }
 
+CRunLoop::CHold::CHold(CRunLoop* heldLoop) : loop(heldLoop)
+{
+    const uint64_t self = CThisThread::id();
+    if (!loop || loop->pumpingThread.load(std::memory_order_relaxed) == self)
+    {
+        loop = nullptr;
+        return;
+    }
+    // A stand-in gives way: it takes no new turn while a hold waits, and one in its wait wakes.
+    loop->holdsWaiting.fetch_add(1, std::memory_order_acq_rel);
+    if (loop->wakeFd >= 0)
+        loop->wake();
+    loop->pumpLock.lock();
+    loop->holdsWaiting.fetch_sub(1, std::memory_order_acq_rel);
+    loop->pumpingThread.store(self, std::memory_order_relaxed);
+}
+
+CRunLoop::CHold::~CHold()
+{
+    if (!loop)
+        return;
+    loop->pumpingThread.store(0, std::memory_order_relaxed);
+    loop->pumpLock.unlock();
+}
+
+int CRunLoop::runOnceIfFree(int timeoutMs)
+{
+    const uint64_t self = CThisThread::id();
+    if (pumpingThread.load(std::memory_order_relaxed) == self)
+        return runOnce(timeoutMs);
+    if (holdsWaiting.load(std::memory_order_acquire) > 0 || !pumpLock.tryLock())
+        return -1;
+    pumpingThread.store(self, std::memory_order_relaxed);
+    const int delivered = serve(timeoutMs);
+    pumpingThread.store(0, std::memory_order_relaxed);
+    pumpLock.unlock();
+    return delivered;
+}
+
 int CRunLoop::runOnce(int timeoutMs)
 {
     const uint64_t self = CThisThread::id();
@@ -397,6 +441,17 @@ int CRunLoop::runOnce(int timeoutMs)
         pumpLock.lock();
         pumpingThread.store(self, std::memory_order_relaxed);
     }
+    const int delivered = serve(timeoutMs);
+    if (!isNested)
+    {
+        pumpingThread.store(0, std::memory_order_relaxed);
+        pumpLock.unlock();
+    }
+    return delivered;
+}
+
+int CRunLoop::serve(int timeoutMs)
+{
     CRunLoop* previousLoop = tCurrentLoop;
     if (!previousLoop)
         tCurrentLoop = this;
@@ -429,11 +484,6 @@ int CRunLoop::runOnce(int timeoutMs)
 
     if (!previousLoop)
         tCurrentLoop = nullptr;
-    if (!isNested)
-    {
-        pumpingThread.store(0, std::memory_order_relaxed);
-        pumpLock.unlock();
-    }
     return delivered;
 }
 

@@ -47,6 +47,13 @@ CX11Display::~CX11Display()
     close();
 }
 
+CNativeDisplay* CX11Display::makeAboveEditors()
+{
+    auto* display = new CX11Display();
+    display->aboveEditors = true;
+    return display;
+}
+
 CError* CX11Display::open()
 {
     if (connection)

@@ -28,6 +28,11 @@ public:
     CX11Display() = default;
     ~CX11Display() override;
 
+    // A display whose top-level windows without an opener stay above the host's top-level
+    // window of the newest editor open in the process, if any: the error window's.
+    static CNativeDisplay* makeAboveEditors();
+    bool isAboveEditors() const { return aboveEditors; }
+
     [[nodiscard]] CError* open() override;
     void close() override;
     CNativeWindow* createWindow() override;
@@ -56,6 +61,7 @@ private:
     void* connection = nullptr; // Display*, owned
     int eventFd = -1;
     bool sharedMemory = false;
+    bool aboveEditors = false;
     int errorCount = 0;
     unsigned long lastErrorResource = 0;
     CArray<CX11Window*> windows; // not owned: each leaves when deleted

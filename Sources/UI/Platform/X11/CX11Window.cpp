@@ -2,6 +2,8 @@
 
 #include "UI/Platform/X11/CX11Display.h"
 
+#include "Core/Platform/CLock.h"
+
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -58,6 +60,47 @@ uint32_t characterOf(KeySym keysym)
     return 0;
 }
 
+// The top-level ancestor of a window (the child of the root it lies in).
+Window topLevelOf(Display* connection, Window walk)
+{
+    for (int depthLeft = 64; walk && depthLeft > 0; --depthLeft)
+    {
+        Window rootOut = 0;
+        Window parentOut = 0;
+        Window* children = nullptr;
+        unsigned int count = 0;
+        if (!XQueryTree(connection, walk, &rootOut, &parentOut, &children, &count))
+            break;
+        if (children)
+            XFree(children);
+        if (parentOut == rootOut)
+            break;
+        walk = parentOut;
+    }
+    return walk;
+}
+
+// The hosts' windows that our editors stand in, newest last, for windows that must stay above
+// the editor without being opened from it. Process-wide: each editor has its own connection.
+CLock& editorParentsLock()
+{
+    static CLock lock;
+    return lock;
+}
+
+CArray<unsigned long>& editorParents()
+{
+    static CArray<unsigned long> parents;
+    return parents;
+}
+
+unsigned long newestEditorParent()
+{
+    CLockGuard hold(&editorParentsLock());
+    const CArray<unsigned long>& parents = editorParents();
+    return parents.isEmpty() ? 0 : parents[parents.getCount() - 1];
+}
+
 } // namespace
 
 CX11Window::CX11Window(CX11Display* owner) : display(owner) {}
@@ -88,6 +131,9 @@ CError* CX11Window::open(const COpenParams& params)
     const Window root = RootWindow(connection, screen);
     const bool embedded = params.parent != nullptr;
     parent = embedded ? static_cast<Window>(reinterpret_cast<uintptr_t>(params.parent)) : root;
+    // A window of no opener on a display that keeps such windows above the editors.
+    const bool aboveEditor =
+        !embedded && !params.transientFor && !params.isPopup && display->isAboveEditors();
 
     CError* error = nullptr;
     const int errors = guard(
@@ -126,24 +172,8 @@ CError* CX11Window::open(const COpenParams& params)
                 XSetWMProtocols(connection, window, protocols, 1);
                 // Kept above the host's top-level window: the top-level ancestor of the opener.
                 if (auto* opener = dynamic_cast<CX11Window*>(params.transientFor))
-                {
-                    Window walk = opener->window;
-                    for (int depthLeft = 64; walk && depthLeft > 0; --depthLeft)
-                    {
-                        Window rootOut = 0;
-                        Window parentOut = 0;
-                        Window* children = nullptr;
-                        unsigned int count = 0;
-                        if (!XQueryTree(connection, walk, &rootOut, &parentOut, &children, &count))
-                            break;
-                        if (children)
-                            XFree(children);
-                        if (parentOut == rootOut)
-                            break;
-                        walk = parentOut;
-                    }
-                    XSetTransientForHint(connection, window, walk);
-                }
+                    XSetTransientForHint(connection, window,
+                                         topLevelOf(connection, opener->window));
                 XSizeHints hints;
                 std::memset(&hints, 0, sizeof hints);
                 hints.flags = PPosition | PMinSize | PMaxSize;
@@ -154,7 +184,8 @@ CError* CX11Window::open(const COpenParams& params)
                 XSetWMNormalHints(connection, window, &hints);
             }
             gc = XCreateGC(connection, window, 0, nullptr);
-            XMapWindow(connection, window);
+            if (!aboveEditor)
+                XMapWindow(connection, window);
         });
     if (errors > 0 || !window)
     {
@@ -163,6 +194,24 @@ CError* CX11Window::open(const COpenParams& params)
                                static_cast<int>(display->getLastErrorResource()));
         close();
         return error;
+    }
+    if (aboveEditor)
+    {
+        // The host may destroy its window at any moment: an error here costs only the hint.
+        if (const Window hostWindow = newestEditorParent())
+        {
+            guard(display,
+                  [&]() {
+                      XSetTransientForHint(connection, window, topLevelOf(connection, hostWindow));
+                  });
+        }
+        guard(display, [&]() { XMapWindow(connection, window); });
+    }
+    if (embedded)
+    {
+        CLockGuard hold(&editorParentsLock());
+        editorParents().add(parent);
+        listedParent = true;
     }
     KEL_CHECK(makeImage(params.width, params.height));
     return nullptr;
@@ -257,6 +306,15 @@ void CX11Window::freeImage()
 
 void CX11Window::close()
 {
+    if (listedParent)
+    {
+        listedParent = false;
+        CLockGuard hold(&editorParentsLock());
+        CArray<unsigned long>& parents = editorParents();
+        const int index = parents.indexOf(parent);
+        if (index >= 0)
+            parents.removeAt(index);
+    }
     Display* connection = display ? connectionOf(display) : nullptr;
     if (captured && connection && !gone)
         setCapture(false);

@@ -81,6 +81,7 @@ private:
     uint32_t lastEventTime = 0;
     bool gone = false;
     bool destroying = false;
+    bool listedParent = false; // an editor's window: its parent is among the editors' hosts
     bool captured = false;
     bool swapBytes = false; // the visual's channels are not 0x00RRGGBB
 };

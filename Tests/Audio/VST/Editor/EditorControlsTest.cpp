@@ -6,6 +6,7 @@
 
 #include <X11/keysym.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <string>
@@ -31,6 +32,7 @@ constexpr int kRedoX = 146;
 constexpr int kABX = 183;
 constexpr int kCopyX = 231;
 constexpr int kResetX = 282;
+constexpr int kSettingsX = 350;
 
 // The knobs in the order they stand, by the names the host sees.
 const char* const kKnobParams[5] = {"Period", "Duratn", "Freq", "Gain", "Variatn"};
@@ -246,6 +248,53 @@ TEST_F(EditorControlsTest, SignalButtonsHistoryAndStateButtonsDoWhatTheirHintsSa
     const std::vector<float> reset = values();
     for (size_t index = 1; index < reset.size(); ++index)
         EXPECT_NEAR(reset[index], defaults[index], 1e-6) << "parameter " << index;
+}
+
+TEST_F(EditorControlsTest, SettingsOpenAsATopLevelWindowTransientForTheHostsWindow)
+{
+    // Windows of the editor's own stand beside the host's, never inside it: a top-level window
+    // that the window manager keeps above the host's top-level window.
+    auto opened = [&](const std::vector<CEditorHost::WindowId>& before)
+    {
+        std::vector<CEditorHost::WindowId> found;
+        for (CEditorHost::WindowId window : host.getTopLevelWindows())
+            if (std::find(before.begin(), before.end(), window) == before.end() &&
+                host.isViewable(window))
+                found.push_back(window);
+        return found;
+    };
+    const std::vector<CEditorHost::WindowId> before = host.getTopLevelWindows();
+    host.click(*plugin, kSettingsX, kRowY);
+    rest();
+    const std::vector<CEditorHost::WindowId> settings = opened(before);
+    ASSERT_EQ(settings.size(), 1u);
+    EXPECT_EQ(host.getTransientFor(settings[0]), host.getParent(*plugin));
+    CRgbImage picture;
+    ASSERT_TRUE(host.grabWindow(settings[0], picture));
+    EXPECT_FALSE(picture.isBlank());
+    delete picture.writePng("editor-settings-window.png");
+
+    // Its colour schemes recolour the open editor at once (after a short fade): the fourth,
+    // then the first (the default) again, which the next run starts from.
+    CRgbImage first, blue, back;
+    ASSERT_TRUE(host.grabEditor(*plugin, first));
+    host.clickWindow(settings[0], 99, 64);
+    host.runFor(1.0);
+    ASSERT_TRUE(host.grabEditor(*plugin, blue));
+    host.clickWindow(settings[0], 17, 64);
+    host.runFor(1.0);
+    ASSERT_TRUE(host.grabEditor(*plugin, back));
+    int changed = 0;
+    for (int y = 0; y < first.getHeight(); ++y)
+        for (int x = 0; x < first.getWidth(); ++x)
+            changed += first.getPixel(x, y) != blue.getPixel(x, y);
+    EXPECT_GT(changed, first.getWidth() * first.getHeight() / 2);
+    EXPECT_TRUE(back.equals(first));
+
+    // The button closes it again.
+    host.click(*plugin, kSettingsX, kRowY);
+    rest();
+    EXPECT_TRUE(opened(before).empty());
 }
 
 } // namespace
