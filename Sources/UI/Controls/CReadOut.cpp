@@ -18,9 +18,6 @@ namespace
 constexpr int32_t kKeyTab = 0xff09;
 constexpr int32_t kKeyReturn = 0xff0d;
 constexpr int32_t kKeyEscape = 0xff1b;
-constexpr int32_t kKeyHome = 0xff50;
-constexpr int32_t kKeyLeft = 0xff51;
-constexpr int32_t kKeyRight = 0xff53;
 constexpr int32_t kKeyPadEnter = 0xff8d;
 constexpr int32_t kKeyLeftTab = 0xfe20;
 constexpr int32_t kKeyCapsLock = 0xffe5;
@@ -137,30 +134,12 @@ CError* CReadOut::onEditCommitted(const CString& text)
 {
     if (keyboardField)
     {
-        if (fieldEnding)
-        {
-            CReadOut* opener = findOpener();
-            return opener ? opener->commitTypedText(text, false) : nullptr;
-        }
-        // A press on a key of the keyboard took the keys from the edit box: the edit goes on
-        // where it was, in a box started again (the newest child box is the one that ended).
-        CWindow* window = findWindow();
-        if (!window || !window->getNativeWindow())
-            return nullptr;
-        const CTextView* ended = nullptr;
-        for (int i = getChildCount() - 1; i >= 0 && !ended; --i)
-        {
-            const auto* child = dynamic_cast<const CTextView*>(getChild(i));
-            if (child && child->isEditBox())
-                ended = child;
-        }
-        if (!ended)
-            return nullptr;
-        fieldText = ended->getEditText();
-        const int cursorAt = ended->getCursor();
-        const int anchorAt = cursorAt == ended->getSelectionStart() ? ended->getSelectionEnd()
-                                                                    : ended->getSelectionStart();
-        return startFieldEdit(cursorAt, anchorAt);
+        // Enter, Tab, a press outside the keyboard, or its window losing the keys (a press on one
+        // of its own keys leaves them with the field): what was typed goes to the read-out that
+        // opened the keyboard, as a typed value.
+        fieldText = text;
+        CReadOut* opener = findOpener();
+        return opener ? opener->commitTypedText(text, false) : nullptr;
     }
     if (uiParam && uiParam->isValid())
     {
@@ -273,7 +252,7 @@ CError* CReadOut::openVirtualKeyboard()
     }
     field->keyboardField = true;
     field->fieldText = getEditStartText();
-    return field->startFieldEdit(-1, -1);
+    return field->startFieldEdit();
 }
 
 CError* CReadOut::onVirtualKeyboardClosed(const CAttrMap& /*params*/)
@@ -351,31 +330,12 @@ CReadOut* CReadOut::findOpener() const
     return openerPath.isEmpty() ? nullptr : dynamic_cast<CReadOut*>(findObject(openerPath));
 }
 
-CError* CReadOut::startFieldEdit(int cursorAt, int anchorAt)
+CError* CReadOut::startFieldEdit()
 {
-    // All of it selected at first; a box started again keeps the cursor and the selection.
-    KEL_CHECK(setAttr(CString("is-select-all-on-focus"), CAttrValue(cursorAt < 0)));
+    // All of it selected at first, so that typing replaces it.
+    KEL_CHECK(setAttr(CString("is-select-all-on-focus"), CAttrValue(true)));
     setContent(fieldText);
-    KEL_CHECK(startEditing());
-    CTextView* box = getEditBox();
-    const int length = fieldText.getLength();
-    if (!box || cursorAt < 0 || (cursorAt == length && anchorAt == length))
-        return nullptr;
-    auto press = [box](int32_t keycode, bool shift) -> CError*
-    {
-        CAttrMap key;
-        key.set(CString("keycode"), CAttrValue(keycode));
-        key.set(CString("is-shift"), CAttrValue(shift));
-        return box->deliverCtlEvent(CString("key-press"), key);
-    };
-    KEL_CHECK(press(kKeyHome, false));
-    for (int i = 0; i < anchorAt; ++i)
-        KEL_CHECK(press(kKeyRight, false));
-    for (int i = anchorAt; i < cursorAt; ++i)
-        KEL_CHECK(press(kKeyRight, true));
-    for (int i = cursorAt; i < anchorAt; ++i)
-        KEL_CHECK(press(kKeyLeft, true));
-    return nullptr;
+    return startEditing();
 }
 
 CError* CReadOut::onKeyPressEvent(const CAttrMap& params)
@@ -463,12 +423,7 @@ CError* CReadOut::endFieldEdit(bool cancelled, bool tab, bool backwards)
     CTextView* box = getEditBox();
     const CString text = box ? box->getEditText() : fieldText;
     if (box)
-    {
-        fieldEnding = true;
-        CError* error = box->finishEditing(cancelled);
-        fieldEnding = false;
-        KEL_CHECK(error);
-    }
+        KEL_CHECK(box->finishEditing(cancelled));
     if (cancelled && opener)
         KEL_CHECK(opener->commitTypedText(text, true));
     if (CWindow* window = findWindow())

@@ -36,9 +36,10 @@ class CUIParamController;
 // takes "CAPS" (the letter keys' titles and output turn upper case, and back), Return (the
 // text goes to the read-out as a typed one, and the popup closes), Tab (the same, then the
 // keys move along the read-out's "tab-group") and Escape (nothing changes, the popup closes);
-// the rest goes to its edit box. A press on a key takes the keys from the edit box, which
-// commits to the field: the field starts it again where it was. A press outside the popup
-// closes it, and the text is committed (the read-out hears popup-closed through a
+// the rest goes to its edit box. The keyboard keeps the keys with the field while its own keys
+// are pressed ("is-keeping-key-focus" on its root); if its window loses them otherwise, what was
+// typed is taken as a typed value. A press outside the popup closes it, and the text is
+// committed (the read-out hears popup-closed through a
 // ui:view-command child "virtual-keyboard-closed" that it makes when it first opens one).
 //
 // Copy and paste: with "is-copy-paste", a right click opens the menu ui:label-copy-paste (a
@@ -92,7 +93,7 @@ private:
     [[nodiscard]] CError* onKeyPressEvent(const CAttrMap& params);
     // Return, Tab, Escape and CAPS, which the field handles itself; false for the others.
     [[nodiscard]] CError* takeKeyboardKey(const CAttrMap& params, bool& outTaken);
-    [[nodiscard]] CError* startFieldEdit(int cursorAt, int anchorAt);
+    [[nodiscard]] CError* startFieldEdit();
     // Ends the edit: the opener gets the text unless cancelled; the popup closes; with tab, the
     // opener's window moves the keys along its tab group.
     [[nodiscard]] CError* endFieldEdit(bool cancelled, bool tab, bool backwards);
@@ -108,7 +109,6 @@ private:
     CString keyboardFieldPath;                // the open keyboard's field
     CString fieldText;                        // the text the field's edit box starts from
     bool keyboardField = false;               // this is a keyboard's text field
-    bool fieldEnding = false;                 // the field ends its edit by a key of its own
     bool capsOn = false;
     bool copyPasteMenuOpen = false; // the open popup is the copy/paste menu
     bool pasteAwaited = false;      // the keys are held until the clipboard's text comes

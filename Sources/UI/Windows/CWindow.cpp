@@ -31,6 +31,19 @@ bool isWithin(const CObject* view, const CObject* inner)
     return false;
 }
 
+// Whether a press on view leaves the keys where they are: it or a view around it says so with
+// "is-keeping-key-focus" (the keys of an on-screen keyboard type into a field that keeps them).
+bool keepsKeyFocus(const CObject* view)
+{
+    for (const CObject* node = view; node; node = node->getParent())
+    {
+        const auto* asView = dynamic_cast<const CViewBase*>(node);
+        if (asView && asView->getAttrBool(CString("is-keeping-key-focus"), false))
+            return true;
+    }
+    return false;
+}
+
 // The views under node (node too) whose "tab-group" is group, in the order of the tree.
 void collectTabGroup(CObject* node, const CString& group, CArray<CViewBase*>& out)
 {
@@ -866,7 +879,7 @@ void CWindow::handleMouseButton(const CNativeWindow::CInputEvent& event)
         if (pressedView)
             return; // a second button while one is held is not a new press
         // A press away from the view that has the keys ends its focus (an edit box commits).
-        if (keyFocusView && !isWithin(under, keyFocusView))
+        if (keyFocusView && !isWithin(under, keyFocusView) && !keepsKeyFocus(under))
         {
             setKeyFocus(nullptr, false);
             under = getViewAt(event.x, event.y);
