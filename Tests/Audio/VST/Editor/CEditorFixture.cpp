@@ -1,5 +1,7 @@
 #include "CEditorFixture.h"
 
+#include "Support/CTempFolder.h"
+
 #include <sys/wait.h>
 
 #include <cmath>
@@ -65,6 +67,10 @@ std::map<int32_t, std::vector<std::string>> CEditorFixture::editsHeard(const CHo
 
 void CEditorFixture::SetUp()
 {
+    // The settings and banks the plug-ins keep go to a folder of this run: every run starts
+    // from the defaults, whatever an earlier one picked or added.
+    static test::CTempFolder dataHome("kel-editor-data");
+    setenv("XDG_DATA_HOME", dataHome.path().c_str(), 1);
     // Xvfb starts over whenever its last client leaves and refuses connections meanwhile; a
     // connection held for the whole run keeps it from doing so between two tests.
     static CEditorHost keepServer;

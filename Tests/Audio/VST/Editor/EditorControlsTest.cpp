@@ -33,6 +33,8 @@ constexpr int kABX = 183;
 constexpr int kCopyX = 231;
 constexpr int kResetX = 282;
 constexpr int kSettingsX = 350;
+constexpr int kPresetsX = 36;
+constexpr int kQuickListX = 79;
 
 // The knobs in the order they stand, by the names the host sees.
 const char* const kKnobParams[5] = {"Period", "Duratn", "Freq", "Gain", "Variatn"};
@@ -89,6 +91,17 @@ protected:
         if (!host.grabEditor(*plugin, image))
             return 0;
         return image.getPixel(x, y);
+    }
+
+    // The top-level windows shown now that were not there before.
+    std::vector<CEditorHost::WindowId> opened(const std::vector<CEditorHost::WindowId>& before)
+    {
+        std::vector<CEditorHost::WindowId> found;
+        for (CEditorHost::WindowId window : host.getTopLevelWindows())
+            if (std::find(before.begin(), before.end(), window) == before.end() &&
+                host.isViewable(window))
+                found.push_back(window);
+        return found;
     }
 
     CHostedPlugin* plugin = nullptr;
@@ -254,15 +267,6 @@ TEST_F(EditorControlsTest, SettingsOpenAsATopLevelWindowTransientForTheHostsWind
 {
     // Windows of the editor's own stand beside the host's, never inside it: a top-level window
     // that the window manager keeps above the host's top-level window.
-    auto opened = [&](const std::vector<CEditorHost::WindowId>& before)
-    {
-        std::vector<CEditorHost::WindowId> found;
-        for (CEditorHost::WindowId window : host.getTopLevelWindows())
-            if (std::find(before.begin(), before.end(), window) == before.end() &&
-                host.isViewable(window))
-                found.push_back(window);
-        return found;
-    };
     const std::vector<CEditorHost::WindowId> before = host.getTopLevelWindows();
     host.click(*plugin, kSettingsX, kRowY);
     rest();
@@ -295,6 +299,49 @@ TEST_F(EditorControlsTest, SettingsOpenAsATopLevelWindowTransientForTheHostsWind
     host.click(*plugin, kSettingsX, kRowY);
     rest();
     EXPECT_TRUE(opened(before).empty());
+}
+
+TEST_F(EditorControlsTest, APresetAddedInTheManagerShowsAtOnceInAnotherInstancesQuickList)
+{
+    // A second instance with its editor beside the first.
+    CHostedPlugin* other = loadPlugin();
+    ASSERT_NE(other, nullptr);
+    KEL_OPEN_EDITOR_OR_SKIP(host, *other, 500, 0);
+    ASSERT_GE(host.waitForFirstFrame(*other, kFirstFrameSec), 0.0);
+    auto quickListHeight = [&]()
+    {
+        const std::vector<CEditorHost::WindowId> before = host.getTopLevelWindows();
+        host.click(*other, kQuickListX, kRowY);
+        host.runFor(0.3);
+        const std::vector<CEditorHost::WindowId> list = opened(before);
+        EXPECT_EQ(list.size(), 1u);
+        CRgbImage picture;
+        const bool grabbed = !list.empty() && host.grabWindow(list[0], picture);
+        host.click(*other, kQuickListX, kRowY); // closes it
+        host.runFor(0.3);
+        return grabbed ? picture.getHeight() : 0;
+    };
+    const int heightBefore = quickListHeight();
+    ASSERT_GT(heightBefore, 0);
+
+    // The first instance's "Presets" opens the manager beside the host's window: a new bank
+    // ("+" of the banks), and the current state stored in it ("+" of the presets).
+    const std::vector<CEditorHost::WindowId> before = host.getTopLevelWindows();
+    host.click(*plugin, kPresetsX, kRowY);
+    rest();
+    const std::vector<CEditorHost::WindowId> manager = opened(before);
+    ASSERT_EQ(manager.size(), 1u);
+    EXPECT_EQ(host.getTransientFor(manager[0]), host.getParent(*plugin));
+    host.clickWindow(manager[0], 15, 47);
+    host.clickWindow(manager[0], 170, 47);
+    host.runFor(0.3);
+    CRgbImage picture;
+    ASSERT_TRUE(host.grabWindow(manager[0], picture));
+    delete picture.writePng("editor-preset-manager.png");
+
+    // The other instance lists the new bank and its preset: two more lines.
+    EXPECT_GT(quickListHeight(), heightBefore);
+    host.closeEditor(*other);
 }
 
 } // namespace
