@@ -14,6 +14,7 @@
 #include "CRgbImage.h"
 #include "Core/CObject.h"
 #include "Core/CSystem.h"
+#include "Core/Platform/CRunLoop.h"
 #include "UI/Platform/Headless/CHeadlessDisplay.h"
 #include "UI/Platform/Headless/CHeadlessWindow.h"
 #include "UI/Resources/CUiScale.h"
@@ -117,6 +118,9 @@ int main(int argc, char** argv)
     int parent = 0;
     if (!editor->open(&parent))
         return fail("the editor did not open (see the message above)");
+    // This thread works on the editor's views directly, as no host does: it keeps the editor's
+    // stand-in thread, which serves the loop of a host that sends no idle, off the loop meanwhile.
+    CRunLoop::CHold hold(CRunLoop::getCurrent());
 
     int status = 0;
     CObject* root = editor->getUiRoot()->findObject(CString(windowPath.c_str()));
