@@ -107,6 +107,7 @@ TEST_F(CAudioWrapperVSTEditorTest, AWindowWithNothingChangingDrawsNothing)
 
 TEST_F(CAudioWrapperVSTEditorTest, FallbackPumpServesTheEditorUntilIdleComesBack)
 {
+    loopHold.reset(); // the stand-in is what this test is about
     ASSERT_EQ(plugin.dispatch(kEffEditOpen, 0, 0, &parent), 1);
     CEditorPump* pump = editor->getPump();
     CWindow* renderer = editor->getRenderer();

@@ -3,6 +3,7 @@
 #include "Audio/VST/CAudioWrapperVST.h"
 #include "Audio/VST/CAudioWrapperVSTEditor.h"
 #include "Core/CSystem.h"
+#include "Core/Platform/CRunLoop.h"
 #include "CHostedPlugin.h"
 #include "CVstHost.h"
 #include "CWrapperEntry.h"
@@ -10,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -34,10 +36,14 @@ protected:
         effect = plugin.getEffect();
         wrapper = static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(effect));
         editor = static_cast<CAudioWrapperVSTEditor*>(wrapper->getEditor());
+        // The test works on the editor's views from its own thread, as no host does: the
+        // editor's stand-in thread (which serves a host that sends no idle) stays off the loop.
+        loopHold = std::make_unique<CRunLoop::CHold>(CRunLoop::forThisThread());
     }
     void TearDown() override
     {
         plugin.close();
+        loopHold.reset();
         CSystem::setErrorPresenter(nullptr, nullptr);
         CAudioWrapperVSTEditor::setDisplayMaker(nullptr);
     }
@@ -55,6 +61,8 @@ protected:
     CAudioWrapperVST* wrapper = nullptr;
     CAudioWrapperVSTEditor* editor = nullptr;
     int parent = 0;
+    // Held from SetUp to TearDown; a test of the stand-in itself lets it go.
+    std::unique_ptr<CRunLoop::CHold> loopHold;
 };
 
 } // namespace kel
