@@ -168,6 +168,89 @@ protected:
 
 } // namespace
 
+TEST_F(CEditorWindowsTest, TheTreeHoldsItsObjectsInOrderAndEveryTemplateAndItsWindowsOpen)
+{
+    // The objects of the root, in the order they are made: what a later one finds by path is
+    // made before it.
+    const std::vector<std::string> objects = {"interface-client-connector",
+                                              "interface-client",
+                                              "bypass-bridge",
+                                              "instance-name-bridge",
+                                              "host-quality-bridge",
+                                              "host-offline-bridge",
+                                              "host-latency-change-bridge",
+                                              "globmeter-rmstime-bridge",
+                                              "globmeter-releasetime-bridge",
+                                              "globmeter-peaktime-bridge",
+                                              "signal-bridge",
+                                              "period-bridge",
+                                              "duration-bridge",
+                                              "freq-bridge",
+                                              "gain-bridge",
+                                              "variation-bridge",
+                                              "viz-exchange",
+                                              "global-data",
+                                              "local-data",
+                                              "window-shared-data",
+                                              "global-settings",
+                                              "plugin-control",
+                                              "color-swatch",
+                                              "color-swatch-spectrum",
+                                              "groupsel",
+                                              "main-window"};
+    const CObject* root = ui->findObject(CString("ui"));
+    ASSERT_NE(root, nullptr);
+    std::vector<std::string> made;
+    for (int i = 0; i < root->getChildCount(); ++i)
+        if (!root->getChild(i)->isTemplateDefinition())
+            made.push_back(test::CUtf8::of(root->getChild(i)->getName()));
+    EXPECT_EQ(made, objects);
+
+    const char* const templates[] = {"ui:value-list-manual",
+                                     "ui:ui-param",
+                                     "core:timer",
+                                     "ui:view-command",
+                                     "ui:run-event-params",
+                                     "ui:button",
+                                     "ui:ui-param-controller",
+                                     "ui:virtual-keyboard",
+                                     "ui:virtual-keyboard-digital",
+                                     "ui:virtual-keyboard-freq",
+                                     "ui:virtual-keyboard-ratio",
+                                     "ui:win-preset-manager",
+                                     "ui:win-message",
+                                     "ui:window-blocker",
+                                     "ui:editbox-popup",
+                                     "ui:win-confirmation",
+                                     "ui:window-app-popup-list",
+                                     "ui:win-settings",
+                                     "ui:label-copy-paste",
+                                     "ui:selector-palette-button",
+                                     "ui:win-global-settings",
+                                     "ui:control-surface-hairlines",
+                                     "ui:ruler-label",
+                                     "ui:control-surface-point-num",
+                                     "ui:dynlist-value-list",
+                                     "ui:control-array-buttons-item",
+                                     "ui:knob-labels-label"};
+    for (const char* name : templates)
+        EXPECT_NE(root->findNamedTemplate(CString(name)), nullptr) << name;
+
+    // Every window of the tree opens from a button of the main window, draws something of its
+    // own, and closes again by the same toggle.
+    CViewBaseCtlEvents* opener = view("ui.main-window.c.buttons.settings");
+    ASSERT_NE(opener, nullptr);
+    for (const char* tag : {"ui:win-preset-manager", "ui:win-settings", "ui:win-global-settings",
+                            "ui:win-message", "ui:win-confirmation", "ui:win-file-dialog"})
+    {
+        SCOPED_TRACE(tag);
+        CViewBaseCtlEvents* window = openPopup(opener, tag, {{"mode", "load"}});
+        ASSERT_NE(window, nullptr);
+        EXPECT_GT(colourCount(picture(window)), 8u);
+        ASSERT_EQ(openPopup(opener, tag, {}), nullptr);
+    }
+}
+
 TEST_F(CEditorWindowsTest, SettingsWindowTogglesFromItsButtonRecoloursEveryWindowAndStoresTheScale)
 {
     CViewBaseCtlEvents* opener = view("ui.main-window.c.buttons.settings");
