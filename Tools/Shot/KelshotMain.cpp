@@ -167,6 +167,13 @@ int main(int argc, char** argv)
             if (CError* error = view->setAttr(CString("palette"), CAttrValue(palette.c_str())))
                 status = failWith(error);
         }
+        // What the editor asked of the audio side when it opened (the session's programs, the
+        // values) comes back with the host's idle.
+        for (int i = 0; i < 4 && status == 0; ++i)
+        {
+            CRunLoop::getCurrent()->pump();
+            effect->dispatcher(effect, kEffEditIdle, 0, 0, nullptr, 0.0f);
+        }
         window->renderStep();
         auto* headless = dynamic_cast<CHeadlessWindow*>(window->getNativeWindow());
         if (status == 0 && !headless)
