@@ -137,34 +137,10 @@ CError* CApplicationData::writeToDisk(const CString& itemName, const void* data,
         return KEL_ERROR("@kelstr_CApplicationData_write_CreateFolder Unable to create folder "
                          "'%1' (error %2).",
                          folder, error);
-    CString temporaryPath;
-    CFolder::makeTemporarySibling(fullPath, temporaryPath);
-    const CUtf8Path temporaryText(temporaryPath);
-    CError* error = nullptr;
-    {
-        CFileWriter writer;
-        error = writer.open(temporaryText.get(), false);
-        if (!error)
-            error = writer.writeCompressedData(data, bytes, id);
-        // On the medium before the rename makes it the item.
-        if (!error)
-            error = writer.flush();
-        if (!error)
-            error = writer.close();
-    }
-    if (!error)
-    {
-        const CUtf8Path pathText(fullPath);
-        if (const int renameError = CFolder::rename(temporaryText.get(), pathText.get()))
-            error = KEL_ERROR("@kelstr_CApplicationData_write_Replace Unable to replace '%1' "
-                              "(error %2).",
-                              fullPath, renameError);
-    }
-    if (error)
-    {
-        (void)CFolder::removeFile(temporaryText.get());
-        KEL_CHECK(error);
-    }
+    CFileWriter writer;
+    KEL_CHECK(writer.openReplacing(fullPath));
+    KEL_CHECK(writer.writeCompressedData(data, bytes, id));
+    KEL_CHECK(writer.commit());
     return nullptr;
 }
 

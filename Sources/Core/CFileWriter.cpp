@@ -3,6 +3,7 @@
 #include "Core/CDebugChannel.h"
 #include "Core/CString.h"
 #include "Core/CUtf8Path.h"
+#include "Core/Platform/CFolder.h"
 
 #include <cstring>
 
@@ -19,13 +20,22 @@ CFileWriter::~CFileWriter()
     CAllocator::free(name);
 }
 
+namespace
+{
+char* copyText(const char* text)
+{
+    const size_t length = std::strlen(text);
+    char* copy = static_cast<char*>(CAllocator::alloc(length + 1));
+    if (copy)
+        std::memcpy(copy, text, length + 1);
+    return copy;
+}
+} // namespace
+
 void CFileWriter::setName(const char* utf8Path)
 {
     CAllocator::free(name);
-    const size_t length = std::strlen(utf8Path);
-    name = static_cast<char*>(CAllocator::alloc(length + 1));
-    if (name)
-        std::memcpy(name, utf8Path, length + 1);
+    name = copyText(utf8Path);
 }
 
 CError* CFileWriter::open(const char* utf8Path, bool isAppending, int flags)
@@ -46,6 +56,43 @@ CError* CFileWriter::open(const CString& path, bool isAppending, int flags)
     return nullptr;
 }
 
+CError* CFileWriter::openReplacing(const CString& path)
+{
+    KEL_CHECK(close());
+    CString temporary;
+    CFolder::makeTemporarySibling(path, temporary);
+    KEL_CHECK(open(temporary, false));
+    const CUtf8Path target(path);
+    replaced = copyText(target.get());
+    return nullptr;
+}
+
+CError* CFileWriter::commit()
+{
+    // Taken aside first, so that close keeps the file.
+    char* target = replaced;
+    replaced = nullptr;
+    CError* error = flush();
+    if (CError* closing = close())
+    {
+        if (error)
+            delete closing; // the first failure is the one to tell
+        else
+            error = closing;
+    }
+    if (!error && target)
+    {
+        if (const int code = CFolder::rename(getName(), target))
+            error = KEL_ERROR("@kelstr_CFileWriter_commit_Replace Unable to replace '%1' (error "
+                              "%2).",
+                              target, code);
+    }
+    if (error && target)
+        (void)CFolder::removeFile(getName());
+    CAllocator::free(target);
+    return error;
+}
+
 CError* CFileWriter::flush()
 {
     if (const int code = file.flush())
@@ -57,7 +104,15 @@ CError* CFileWriter::flush()
 
 CError* CFileWriter::close()
 {
-    if (const int code = file.close())
+    const int code = file.close();
+    if (replaced)
+    {
+        // Never committed: what was written is not the file the caller meant to leave.
+        (void)CFolder::removeFile(getName());
+        CAllocator::free(replaced);
+        replaced = nullptr;
+    }
+    if (code)
         return KEL_ERROR("@kelstr_CFileWriter_close_Error Unable to close file '%1' after writing "
                          "(error %2).",
                          getName(), code);

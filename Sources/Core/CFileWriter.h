@@ -22,6 +22,13 @@ public:
     // they are dropped. Flags as for CFileReader::open.
     [[nodiscard]] CError* open(const char* utf8Path, bool isAppending, int flags = 0);
     [[nodiscard]] CError* open(const CString& path, bool isAppending, int flags = 0);
+    // Writes a whole file in place of path: the bytes go to a temporary name beside it, and path
+    // keeps its old contents (or stays missing) until commit renames the finished file over
+    // it. A writer closed or destroyed without commit removes the temporary file, so a failed
+    // write leaves nothing half-written under the name.
+    [[nodiscard]] CError* openReplacing(const CString& path);
+    // Flushes, closes and puts the file in place; the writer is closed after it either way.
+    [[nodiscard]] CError* commit();
     // Pushes what was written to the medium.
     [[nodiscard]] CError* flush();
     // Closing a closed writer does nothing.
@@ -38,7 +45,8 @@ private:
     void setName(const char* utf8Path);
 
     CFile file;
-    char* name = nullptr;
+    char* name = nullptr;     // the file written, the temporary one while replacing
+    char* replaced = nullptr; // the name a replacing writer commits to
 };
 
 } // namespace kel

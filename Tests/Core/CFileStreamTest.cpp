@@ -161,3 +161,64 @@ TEST_F(CFileStreamTest, FailuresNameTheFileAndTheSystemError)
     EXPECT_EQ(CErrorText::takeMessage(reader.readStreamed(bytes, 1, got)),
               "Unable to read from file '" + path + "' (error " + badf + ").");
 }
+
+TEST_F(CFileStreamTest, AReplacingWriterLeavesTheOldFileWholeUntilItCommitsAndNothingOnFailure)
+{
+    const std::string path = folder + "/Bank \xC3\xBC.cbf";
+    auto contents = [](const std::string& file)
+    {
+        std::string text;
+        CFileReader reader;
+        int64_t size = 0;
+        if (reader.open(file.c_str()) || reader.getSize(size))
+            return std::string("<unreadable>");
+        text.resize(static_cast<size_t>(size));
+        if (reader.read(text.data(), text.size()))
+            return std::string("<unreadable>");
+        return text;
+    };
+    auto entries = [&]()
+    {
+        size_t count = 0;
+        for (const auto& entry : std::filesystem::directory_iterator(folder))
+            count += entry.exists();
+        return count;
+    };
+    {
+        CFileWriter writer;
+        ASSERT_EQ(writer.open(CString::fromUtf8(path.c_str()), false), nullptr);
+        ASSERT_EQ(writer.write("old", 3), nullptr);
+        ASSERT_EQ(writer.close(), nullptr);
+    }
+    {
+        // A write that never commits, as one that failed half-way: the old file stays.
+        CFileWriter writer;
+        ASSERT_EQ(writer.openReplacing(CString::fromUtf8(path.c_str())), nullptr);
+        ASSERT_EQ(writer.write("new", 3), nullptr);
+        EXPECT_EQ(contents(path), "old");
+    }
+    EXPECT_EQ(contents(path), "old");
+    EXPECT_EQ(entries(), 1u) << "the temporary file is removed";
+
+    CFileWriter writer;
+    ASSERT_EQ(writer.openReplacing(CString::fromUtf8(path.c_str())), nullptr);
+    ASSERT_EQ(writer.write("newer", 5), nullptr);
+    ASSERT_EQ(writer.commit(), nullptr);
+    EXPECT_EQ(contents(path), "newer");
+    EXPECT_EQ(entries(), 1u);
+
+    // A name the file cannot take (a folder with something in it): the error names it, and
+    // nothing is left behind.
+    const std::string taken = folder + "/taken";
+    std::filesystem::create_directories(taken + "/inside");
+    ASSERT_EQ(writer.openReplacing(CString::fromUtf8(taken.c_str())), nullptr);
+    ASSERT_EQ(writer.write("x", 1), nullptr);
+    const std::string message = CErrorText::takeMessage(writer.commit());
+    EXPECT_EQ(message.rfind("Unable to replace '" + taken + "' (error ", 0), 0u) << message;
+    EXPECT_EQ(entries(), 2u);
+    EXPECT_EQ(CErrorText::takeMessage(
+                  writer.openReplacing(CString::fromUtf8((folder + "/no/such/folder.cbf").c_str())))
+                  .rfind("Unable to open file '", 0),
+              0u);
+    EXPECT_EQ(entries(), 2u);
+}

@@ -44,13 +44,14 @@ CString takeMessage(CError* error)
     return text;
 }
 
-// Writes a preset or bank as a file of its compressed block.
+// Writes a preset or bank as a file of its compressed block; a write that fails leaves the file
+// that was there before (or none).
 template <class T> CError* saveBlockFile(const CString& path, const T& source)
 {
     CFileWriter writer;
-    KEL_CHECK(writer.open(path, false));
+    KEL_CHECK(writer.openReplacing(path));
     KEL_CHECK(source.writeBlock(writer));
-    KEL_CHECK(writer.close());
+    KEL_CHECK(writer.commit());
     return nullptr;
 }
 } // namespace
