@@ -5,12 +5,14 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
 
 #include <poll.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <mutex>
 #include <thread>
 
@@ -587,6 +589,22 @@ void CEditorHost::typeKey(unsigned long keysym)
     settle(kInputGapMs);
     releaseKey(keysym);
     settle(kInputGapMs);
+}
+
+void CEditorHost::typeText(const std::string& text)
+{
+    static const char* const kShifted = "~!@#$%^&*()_+{}|:\"<>?";
+    for (const char c : text)
+    {
+        const bool shift =
+            (c >= 'A' && c <= 'Z') || (c != '\0' && std::strchr(kShifted, c) != nullptr);
+        if (shift)
+            pressKey(XK_Shift_L);
+        // Printable ASCII keysyms are the characters' codes.
+        typeKey(static_cast<unsigned char>(c));
+        if (shift)
+            releaseKey(XK_Shift_L);
+    }
 }
 
 void CEditorHost::focusParent(const CHostedPlugin& plugin)

@@ -123,6 +123,9 @@ public:
     void pressKey(unsigned long keysym);
     void releaseKey(unsigned long keysym);
     void typeKey(unsigned long keysym);
+    // Types printable ASCII text key by key, with Shift where the character needs it on a US
+    // keyboard.
+    void typeText(const std::string& text);
     // Gives the keyboard to the editor's parent, as a host does when its window is clicked.
     void focusParent(const CHostedPlugin& plugin);
     // The window that has the keyboard (0: none; 1: whatever is under the pointer).

@@ -290,20 +290,9 @@ CError* CReadOut::onPopupResult(CAttrMap& params)
     copyPasteMenuOpen = false;
     const int32_t index = getParamInt(params, "index", -1);
     if (index == 0)
-        return copyToClipboard();
+        return copyContent();
     if (index == 1)
         return requestPaste();
-    return nullptr;
-}
-
-CError* CReadOut::copyToClipboard()
-{
-    CWindow* window = findWindow();
-    CNativeWindow* native = window ? window->getNativeWindow() : nullptr;
-    if (!native)
-        return nullptr;
-    const CUtf8Path bytes(getContent());
-    native->copyToClipboard(bytes.get(), static_cast<int>(std::strlen(bytes.get())));
     return nullptr;
 }
 

@@ -85,7 +85,6 @@ private:
     [[nodiscard]] CError* openVirtualKeyboard();
     // Procedure of the command that hears popup-closed: a keyboard still editing commits.
     [[nodiscard]] CError* onVirtualKeyboardClosed(const CAttrMap& params);
-    [[nodiscard]] CError* copyToClipboard();
     [[nodiscard]] CError* requestPaste();
 
     // ---- the keyboard's field ----

@@ -10,6 +10,7 @@
 #include "UI/Windows/CWindow.h"
 
 #include <cmath>
+#include <cstring>
 
 namespace kel
 {
@@ -20,6 +21,7 @@ namespace
 constexpr int32_t kKeyBackSpace = 0xff08;
 constexpr int32_t kKeyTab = 0xff09;
 constexpr int32_t kKeyReturn = 0xff0d;
+constexpr int32_t kKeyInsert = 0xff63;
 constexpr int32_t kKeyEscape = 0xff1b;
 constexpr int32_t kKeyHome = 0xff50;
 constexpr int32_t kKeyLeft = 0xff51;
@@ -100,6 +102,7 @@ void CTextView::registerClass(CClassInfo& info)
     for (const char* attrName : {"title", "text-source", "max-item-count", "no-items-title"})
         info.addAttrHandler<CTextView>(attrName, &CTextView::attrContent);
     info.addEventProc<CTextView>("text-source-changed", &CTextView::onTextSourceChanged);
+    info.addEventProc<CTextView>("copy-content", &CTextView::onCopyContent);
     info.addAttrHandler<CTextView>("font-name", &CTextView::attrFont);
     for (const char* attrName : {"is-text-wrapped", "paragraph-spacing", "text-alignment",
                                  "text-alignment-v", "max-text-height"})
@@ -718,7 +721,7 @@ CError* CTextView::handleEditKey(const CAttrMap& params)
     {
     case kKeyReturn:
     case kKeyPadEnter:
-        return finishEditing(false);
+        return finishEditing(false, true);
     case kKeyEscape:
         return finishEditing(true);
     case kKeyTab:
@@ -780,13 +783,8 @@ CError* CTextView::handleEditKey(const CAttrMap& params)
             else if ((letter == 'c' || letter == 'x') && native &&
                      getSelectionStart() != getSelectionEnd())
             {
-                const CString part = editText.substring(getSelectionStart(),
-                                                        getSelectionEnd() - getSelectionStart());
-                char bytes[1024];
-                const int count = part.toUtf8(bytes, sizeof bytes);
-                native->copyToClipboard(bytes, count < static_cast<int>(sizeof bytes)
-                                                   ? count
-                                                   : static_cast<int>(sizeof bytes) - 1);
+                copyToClipboard(editText.substring(getSelectionStart(),
+                                                   getSelectionEnd() - getSelectionStart()));
                 if (letter == 'x')
                     replaceSelection(CString());
             }
@@ -818,6 +816,34 @@ CError* CTextView::onKeyPress(CAttrMap& params)
     return nullptr;
 }
 
+void CTextView::copyToClipboard(const CString& text) const
+{
+    CWindow* window = findWindow();
+    CNativeWindow* native = window ? window->getNativeWindow() : nullptr;
+    if (!native)
+        return;
+    const CUtf8Path bytes(text);
+    native->copyToClipboard(bytes.get(), static_cast<int>(std::strlen(bytes.get())));
+}
+
+CError* CTextView::copyContent()
+{
+    copyToClipboard(content);
+    return nullptr;
+}
+
+CError* CTextView::onCopyContent(const CAttrMap& params)
+{
+    // Forwarded from a key: Ctrl+Insert or Ctrl+C alone.
+    if (params.contains(CString("keycode")))
+    {
+        const int32_t key = getParamInt(params, "keycode");
+        if (!getParamBool(params, "is-ctrl") || (key != kKeyInsert && (key | 0x20) != 'c'))
+            return nullptr;
+    }
+    return copyContent();
+}
+
 CError* CTextView::onFocusLost(CAttrMap& params)
 {
     // The host or another client took the keyboard: the edit ends as a commit.
@@ -826,7 +852,7 @@ CError* CTextView::onFocusLost(CAttrMap& params)
     return CView::onFocusLost(params);
 }
 
-CError* CTextView::finishEditing(bool cancelled)
+CError* CTextView::finishEditing(bool cancelled, bool byReturn)
 {
     if (!editBoxMode || finishing)
         return nullptr;
@@ -854,6 +880,7 @@ CError* CTextView::finishEditing(bool cancelled)
     CAttrMap event;
     event.set(CString("text"), CAttrValue(text));
     event.set(CString("is-cancelled"), CAttrValue(cancelled));
+    event.set(CString("is-return"), CAttrValue(!cancelled && byReturn));
     if (!error)
         error = owner->sendEvent(CString("editbox-text-changed"), event);
     if (CError* releaseError = releaseChildBridged())

@@ -51,7 +51,8 @@ class CFontObject;
 // commits, Escape cancels, Tab commits and moves the focus along "tab-group" (Shift+Tab back),
 // a press outside the box or the loss of the keyboard commits. A commit of empty text commits
 // "editbox-empty-value". The owner hears it through onEditCommitted (the base takes the text as
-// its title) and raises editbox-text-changed with "text" and "is-cancelled".
+// its title) and raises editbox-text-changed with "text", "is-cancelled" and "is-return" (Return
+// or Enter ended it, where a form takes it for its default button).
 //
 // Owned by its parent view; the wrapper is its own; the edit box is its child while it lives.
 // [ui thread]
@@ -67,6 +68,11 @@ public:
 
     // The text given to the wrapper: the title, or the paragraphs joined by line feeds.
     const CString& getContent() const { return content; }
+    // Puts text, or the whole content, on the clipboard of the view's window (nothing without
+    // a window). The event "copy-content" copies the content: from a button's command, or from
+    // a key-press command that forwards "keycode" and "is-ctrl", on Ctrl+Insert or Ctrl+C.
+    void copyToClipboard(const CString& text) const;
+    [[nodiscard]] CError* copyContent();
     CTextWrapper& getWrapper() { return wrapper; }
     int getHoveredParagraph() const { return hoveredParagraph; }
     int getSelectedParagraph() const { return selectedParagraph; }
@@ -84,8 +90,9 @@ public:
     int getSelectionStart() const { return anchor < cursor ? anchor : cursor; }
     int getSelectionEnd() const { return anchor < cursor ? cursor : anchor; }
     bool isCursorShown() const { return cursorShown; }
-    // Ends the box: the owner hears the text, or that it was cancelled; the box goes.
-    [[nodiscard]] CError* finishEditing(bool cancelled);
+    // Ends the box: the owner hears the text, or that it was cancelled; the box goes. byReturn:
+    // Return or Enter ended it.
+    [[nodiscard]] CError* finishEditing(bool cancelled, bool byReturn = false);
 
 protected:
     void draw(CDrawContext& dc) override;
@@ -118,6 +125,7 @@ private:
     [[nodiscard]] CError* showTextSource(const CString& sourcePath);
     // Procedure of the list's values-changed.
     [[nodiscard]] CError* onTextSourceChanged(const CAttrMap& params);
+    [[nodiscard]] CError* onCopyContent(const CAttrMap& params);
     void updateContentSize();
     [[nodiscard]] CError* attrFont();
     [[nodiscard]] CError* attrLayout();

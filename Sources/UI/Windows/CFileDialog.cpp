@@ -50,6 +50,7 @@ void CFileDialog::registerClass(CClassInfo& info)
     info.addEventProc<CFileDialog>("file-dialog-entry-selected", &CFileDialog::onEntrySelected);
     info.addEventProc<CFileDialog>("file-dialog-entry-dbl-clicked",
                                    &CFileDialog::onEntryDoubleClicked);
+    info.addEventProc<CFileDialog>("file-dialog-name-edited", &CFileDialog::onNameEdited);
 }
 
 CError* CFileDialog::initChilds()
@@ -68,6 +69,8 @@ CError* CFileDialog::initChilds()
                            CString("file-dialog-entry-selected")));
     KEL_CHECK(listenObject(CString(kListPath), CString("paragraph-dbl-clicked"),
                            CString("file-dialog-entry-dbl-clicked")));
+    KEL_CHECK(listenObject(CString(kNamePath), CString("editbox-text-changed"),
+                           CString("file-dialog-name-edited")));
 
     KEL_CHECK(setChildTitle(".title-bar.title", CString(saveMode ? "Save file" : "Load file")));
     CString filter = getAttrString(CString("filter-name"), CString());
@@ -431,6 +434,15 @@ CError* CFileDialog::onEntrySelected(const CAttrMap& params)
 CError* CFileDialog::onEntryDoubleClicked(const CAttrMap& params)
 {
     return activateEntry(getParamInt(params, "index", -1));
+}
+
+CError* CFileDialog::onNameEdited(const CAttrMap& params)
+{
+    // Return in the name field is OK; an edit ended otherwise (a press elsewhere, Tab) only
+    // leaves the name there.
+    if (getParamBool(params, "is-return") && !getParamBool(params, "is-cancelled"))
+        return choose();
+    return nullptr;
 }
 
 } // namespace kel

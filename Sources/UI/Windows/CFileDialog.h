@@ -29,10 +29,10 @@ class CValueList;
 // ".." where the folder has a parent, then the sub-folders (with a trailing '/'), then the files
 // with the extension, each group sorted without regard to case. A double click enters a folder
 // or chooses a file; a press on a file puts its name in the name field (".name-row.name", an
-// edit box on a click). "Up" goes to the parent, "Home" and "Plug-in data" to those places. A
-// folder that cannot be listed leaves the list as it was and says so in the status line
-// (".status"). Saving over an existing file asks first (ui:win-confirmation, whose "Yes" raises
-// file-dialog-replace here).
+// edit box on a click; Return there is OK). "Up" goes to the parent, "Home" and "Plug-in data" to
+// those places. A folder that cannot be listed leaves the list as it was and says so in the
+// status line (".status"). Saving over an existing file asks first (ui:win-confirmation, whose
+// "Yes" raises file-dialog-replace here).
 //
 // The folder a file was chosen in is kept in the local data item "file-dialog-folder"; the
 // next dialog starts there, else in the user's home folder. The buttons reach the dialog through
@@ -92,6 +92,7 @@ private:
     [[nodiscard]] CError* onReplaceConfirmed(const CAttrMap& params);
     [[nodiscard]] CError* onEntrySelected(const CAttrMap& params);
     [[nodiscard]] CError* onEntryDoubleClicked(const CAttrMap& params);
+    [[nodiscard]] CError* onNameEdited(const CAttrMap& params);
 
     [[nodiscard]] CError* setChildTitle(const char* path, const CString& text);
     [[nodiscard]] CError* setStatus(const CString& text);

@@ -216,8 +216,12 @@ CError* CWindow::createWindow()
     params.width = rect.right - rect.left;
     params.height = rect.bottom - rect.top;
     params.isPopup = popupWindow;
+    // A popup's renderer is made in code; the window's own root carries the title.
+    CString titleText = getAttrString(CString("title"), CString());
+    if (titleText.isEmpty())
+        titleText = rootView->getAttrString(CString("title"), CString("Untitled"));
     char title[128];
-    getAttrString(CString("title"), CString("Untitled")).toUtf8(title, sizeof title);
+    titleText.toUtf8(title, sizeof title);
     params.title = title;
     params.x = getAttrInt(CString("window-x"), 0);
     params.y = getAttrInt(CString("window-y"), 0);

@@ -201,6 +201,30 @@ TEST_F(CErrorWindowTest, ALongChainGrowsTheWindowAndStillShowsAll)
     EXPECT_GT(ink, 20);
 }
 
+TEST_F(CErrorWindowTest, CopyCtrlInsertAndCtrlCPutTheWholeChainOnTheClipboard)
+{
+    openWindow(kChain);
+    auto clipboard = [&]()
+    { return std::string(display.getClipboard().begin(), display.getClipboard().end()); };
+    auto press = [&](uint32_t keysym, int modifiers)
+    {
+        display.setClipboard("", 0);
+        CNativeWindow::CInputEvent key;
+        key.kind = CNativeWindow::CInputEvent::kKeyDown;
+        key.keysym = keysym;
+        key.modifiers = modifiers;
+        display.inject(screen, key);
+        display.pump();
+        return clipboard();
+    };
+    click(view("ui.win.buttons.copy"));
+    EXPECT_EQ(clipboard(), kChain);
+    EXPECT_EQ(press(0xff63, CNativeWindow::kModCtrl), kChain) << "Ctrl+Insert";
+    EXPECT_EQ(press('c', CNativeWindow::kModCtrl), kChain) << "Ctrl+C";
+    EXPECT_EQ(press('c', 0), "") << "a plain key copies nothing";
+    EXPECT_EQ(press(0xff63, CNativeWindow::kModShift), "") << "Shift+Insert copies nothing";
+}
+
 TEST_F(CErrorWindowTest, OkAndTheWindowManagersCloseEndIt)
 {
     openWindow("<no details>");

@@ -7,6 +7,8 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -19,12 +21,13 @@ const char* CEditorFixture::getPluginPath()
     return chosen && *chosen ? chosen : KEL_PLUGIN_PATH;
 }
 
-CEditorFixture::CChildResult CEditorFixture::runEditorHost(const std::string& environment,
-                                                           const std::string& arguments)
+namespace
 {
-    const std::string command = "env " + environment + " '" KEL_EDITOR_HOST_PATH "' '" +
-                                getPluginPath() + "' " + arguments + " 2>&1";
-    CChildResult result;
+
+// Runs a shell command line, stdout and stderr together.
+CEditorFixture::CChildResult runCommand(const std::string& command)
+{
+    CEditorFixture::CChildResult result;
     std::FILE* pipe = popen(command.c_str(), "r");
     if (!pipe)
         return result;
@@ -37,6 +40,27 @@ CEditorFixture::CChildResult CEditorFixture::runEditorHost(const std::string& en
     else if (WIFSIGNALED(status))
         result.killedBy = WTERMSIG(status);
     return result;
+}
+
+} // namespace
+
+CEditorFixture::CChildResult CEditorFixture::runEditorHost(const std::string& environment,
+                                                           const std::string& arguments)
+{
+    return runCommand("env " + environment + " '" KEL_EDITOR_HOST_PATH "' '" + getPluginPath() +
+                      "' " + arguments + " 2>&1");
+}
+
+CEditorFixture::CChildResult CEditorFixture::runTestInChild(const std::string& environment,
+                                                            const std::string& testName)
+{
+    // Resolved here: in the child's command line /proc/self/exe would be env itself.
+    std::error_code failed;
+    const std::string self = std::filesystem::read_symlink("/proc/self/exe", failed).string();
+    if (failed)
+        return CChildResult{"/proc/self/exe: " + failed.message()};
+    return runCommand("env " + environment + " '" + self +
+                      "' --gtest_also_run_disabled_tests --gtest_filter=" + testName + " 2>&1");
 }
 
 std::string CEditorFixture::describe(CError* error)

@@ -38,6 +38,9 @@ public:
     // Runs zumbel-host with `arguments` under `environment` (the text of env(1)'s options, such
     // as "-u DISPLAY"), stdout and stderr together.
     static CChildResult runEditorHost(const std::string& environment, const std::string& arguments);
+    // Runs one test of this program (a DISABLED_ one too) in a process of its own under
+    // `environment`, as runEditorHost does.
+    static CChildResult runTestInChild(const std::string& environment, const std::string& testName);
     // The text of an error, which is deleted.
     static std::string describe(CError* error);
     // The edits the host heard since the plug-in's records were cleared: per parameter, the
