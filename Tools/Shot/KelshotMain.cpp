@@ -2,13 +2,16 @@
 //
 //   kelshot [--window PATH] [--scale 0.8|1.0|1.25] [--palette NAME] [--offline]
 //           [--popup TAG [--param NAME=VALUE]...] --out FILE.png
+//   kelshot --error-window --out FILE.png
 //
 // The plug-in's own instance and editor are made in this process, with the headless screen in
 // place of X11; PATH names the window's root view in the editor's tree (default
 // "ui.main-window"), NAME one of the five colour schemes. --offline: the host renders offline
 // (the instance runs, as the host started it before opening the editor). --popup: the view at
 // PATH opens the run-time template TAG as a popup (popup-toggle, with the parameters given) and
-// the popup's window is drawn.
+// the popup's window is drawn. --error-window: the window errors are shown in, with the chain of a
+// bank file that cannot be opened.
+#include "Audio/CAudioPresetBank.h"
 #include "Audio/VST/CAudioWrapperVST.h"
 #include "Audio/VST/CAudioWrapperVSTEditor.h"
 #include "CRgbImage.h"
@@ -19,7 +22,9 @@
 #include "UI/Platform/Headless/CHeadlessWindow.h"
 #include "UI/Resources/CUiScale.h"
 #include "UI/Views/CViewBase.h"
+#include "UI/Windows/CErrorWindowPresenter.h"
 #include "UI/Windows/CWindow.h"
+#include "UI/Windows/CWindowSharedData.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -61,6 +66,56 @@ int failWith(CError* error)
     return fail(chain);
 }
 
+// Writes the window's picture; 0 when it is written.
+int writePicture(CWindow* window, const std::string& out)
+{
+    window->renderStep();
+    auto* headless = dynamic_cast<CHeadlessWindow*>(window->getNativeWindow());
+    if (!headless)
+        return fail("the window has no picture");
+    const CLinearBitmap& picture = headless->getPicture();
+    CRgbImage image(picture.getWidth(), picture.getHeight());
+    for (int y = 0; y < picture.getHeight(); ++y)
+        for (int x = 0; x < picture.getWidth(); ++x)
+            image.setPixel(x, y, picture.getPixel(x, y) & 0x00ffffffu);
+    if (CError* error = image.writePng(out.c_str()))
+        return failWith(error);
+    std::printf("%s: %d by %d pixels\n", out.c_str(), picture.getWidth(), picture.getHeight());
+    return 0;
+}
+
+// The error window as it shows the failure of a bank file that is not there.
+int drawErrorWindow(const std::string& out)
+{
+    CAudioPresetBank bank;
+    CError* failure = bank.loadFile(CString("/home/user/Banks/Live set.cbf"));
+    char details[2048] = "<no details>";
+    if (failure)
+        failure->formatChain(details, static_cast<int>(sizeof details));
+    delete failure;
+    CObject* tree = nullptr;
+    if (CError* error = CErrorWindowPresenter::buildTree(
+            CSystem::kErrorTitle, CSystem::getErrorExplanation(), details, tree))
+        return failWith(error);
+    CHeadlessDisplay display;
+    CWindowSharedData* shared = nullptr;
+    CWindow* window = nullptr;
+    CError* error = display.open();
+    if (!error)
+        error = tree->findObjectChecked(CString("ui.window-shared-data"), shared);
+    if (!error)
+    {
+        shared->setDisplay(&display);
+        error = tree->findObjectChecked(CString("ui.win.window-renderer"), window);
+    }
+    if (!error)
+        error = window->createWindow();
+    const int status = error ? failWith(error) : writePicture(window, out);
+    CObject::destroyObject(tree);
+    display.close();
+    return status;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -70,6 +125,7 @@ int main(int argc, char** argv)
     std::string out;
     std::string popupTag;
     std::vector<std::string> popupParams;
+    bool errorWindow = false;
     double scale = 1.0;
     for (int i = 1; i < argc; ++i)
     {
@@ -82,6 +138,8 @@ int main(int argc, char** argv)
             palette = argv[++i];
         else if (!std::strcmp(argv[i], "--out") && hasValue)
             out = argv[++i];
+        else if (!std::strcmp(argv[i], "--error-window"))
+            errorWindow = true;
         else if (!std::strcmp(argv[i], "--offline"))
             gHostOffline = true;
         else if (!std::strcmp(argv[i], "--popup") && hasValue)
@@ -92,7 +150,8 @@ int main(int argc, char** argv)
         {
             std::fprintf(stderr, "usage: kelshot [--window PATH] [--scale 0.8|1.0|1.25] "
                                  "[--palette NAME] [--offline] [--popup TAG "
-                                 "[--param NAME=VALUE]...] --out FILE.png\n");
+                                 "[--param NAME=VALUE]...] --out FILE.png\n"
+                                 "       kelshot --error-window --out FILE.png\n");
             return 2;
         }
     }
@@ -108,6 +167,13 @@ int main(int argc, char** argv)
         return failWith(error);
     auto* wrapper = static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(effect));
     auto* editor = static_cast<CAudioWrapperVSTEditor*>(wrapper->getEditor());
+    if (errorWindow)
+    {
+        // The instance is there for the shared tree (fonts, pictures) the window draws with.
+        const int status = drawErrorWindow(out);
+        effect->dispatcher(effect, kEffClose, 0, 0, nullptr, 0.0f);
+        return status;
+    }
     if (gHostOffline)
     {
         effect->dispatcher(effect, kEffSetSampleRate, 0, 0, nullptr, 48000.0f);
@@ -174,23 +240,8 @@ int main(int argc, char** argv)
             CRunLoop::getCurrent()->pump();
             effect->dispatcher(effect, kEffEditIdle, 0, 0, nullptr, 0.0f);
         }
-        window->renderStep();
-        auto* headless = dynamic_cast<CHeadlessWindow*>(window->getNativeWindow());
-        if (status == 0 && !headless)
-            status = fail("the window has no picture");
         if (status == 0)
-        {
-            const CLinearBitmap& picture = headless->getPicture();
-            CRgbImage image(picture.getWidth(), picture.getHeight());
-            for (int y = 0; y < picture.getHeight(); ++y)
-                for (int x = 0; x < picture.getWidth(); ++x)
-                    image.setPixel(x, y, picture.getPixel(x, y) & 0x00ffffffu);
-            if (CError* error = image.writePng(out.c_str()))
-                status = failWith(error);
-            else
-                std::printf("%s: %d by %d pixels\n", out.c_str(), picture.getWidth(),
-                            picture.getHeight());
-        }
+            status = writePicture(window, out);
     }
     editor->close();
     effect->dispatcher(effect, kEffClose, 0, 0, nullptr, 0.0f);
