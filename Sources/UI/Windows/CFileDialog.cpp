@@ -292,6 +292,14 @@ CError* CFileDialog::choose()
     const bool exists = CFolder::exists(utf8.get());
     if (!saveMode)
     {
+        if (!exists && !extension.isEmpty() && fileName.findLastUnit('.') <= 0)
+        {
+            // A name typed without its extension, as the list shows none but the filter's.
+            const CString withSuffix = fileName + suffix;
+            const CUtf8Path completed(joinPath(folder, withSuffix));
+            if (CFolder::exists(completed.get()) && !CFolder::isFolder(completed.get()))
+                return deliver(joinPath(folder, withSuffix), withSuffix);
+        }
         if (!exists)
             return setStatus(CString("The file '") + fileName + CString("' is not there."));
         return deliver(path, fileName);

@@ -393,21 +393,33 @@ TEST_F(CFileDialogTest, ChoosingInLoadModeSendsTheFileAndTheFolderIsKeptForNextT
     EXPECT_FALSE(isOpen());
     pumpLoop();
 
+    // A name typed without the extension finds the file with it.
+    dialog = open("load");
+    ASSERT_NE(dialog, nullptr) << lastOpenError;
+    ASSERT_EQ(
+        part<CTextView>(dialog, ".name-row.name")->setAttr(CString("title"), CAttrValue("bank b")),
+        nullptr);
+    clickOn(dialog, ".buttons.ok");
+    ASSERT_EQ(heardFiles().size(), 3u);
+    EXPECT_EQ(heardFiles()[2].path, files.file("Sub/bank b.cbf"));
+    EXPECT_EQ(heardFiles()[2].filename, "bank b.cbf");
+    pumpLoop();
+
     // A name that is not there chooses nothing and says so; the dialog stays.
     dialog = open("load");
     ASSERT_NE(dialog, nullptr) << lastOpenError;
-    ASSERT_EQ(part<CTextView>(dialog, ".name-row.name")
-                  ->setAttr(CString("title"), CAttrValue("missing.cbf")),
-              nullptr);
+    ASSERT_EQ(
+        part<CTextView>(dialog, ".name-row.name")->setAttr(CString("title"), CAttrValue("missing")),
+        nullptr);
     clickOn(dialog, ".buttons.ok");
-    EXPECT_EQ(heardFiles().size(), 2u);
+    EXPECT_EQ(heardFiles().size(), 3u);
     EXPECT_TRUE(isOpen());
-    EXPECT_NE(titleOf(dialog, ".status").find("missing.cbf"), std::string::npos);
+    EXPECT_NE(titleOf(dialog, ".status").find("'missing'"), std::string::npos);
 
     // Cancel ends it and sends nothing.
     clickOn(dialog, ".buttons.cancel");
     EXPECT_FALSE(isOpen());
-    EXPECT_EQ(heardFiles().size(), 2u);
+    EXPECT_EQ(heardFiles().size(), 3u);
     EXPECT_FALSE(opener()->findWindow()->isBlocked());
 }
 
