@@ -197,6 +197,7 @@ CError* CPresetManager::onPresetUpdate(const CAttrMap& /*params*/)
 
 void CPresetManager::onStoreChanged()
 {
+    storeStale.store(true, std::memory_order_release);
     CAttrMap params;
     if (CError* error = sendEvent(CString("shared-banks-update"), params))
         CSystem::showError(error);
@@ -206,7 +207,50 @@ CError* CPresetManager::onSharedBanksUpdate(const CAttrMap& /*params*/)
 {
     if (!store)
         return nullptr;
+    storeStale.store(false, std::memory_order_relaxed);
+    return reloadStore();
+}
+
+CError* CPresetManager::refreshIfStale()
+{
+    if (!store || !storeStale.exchange(false, std::memory_order_acq_rel))
+        return nullptr;
+    return reloadStore();
+}
+
+CError* CPresetManager::reloadStore()
+{
+    // The selection is what the user saw: found again by its names (the session bank when it
+    // is gone), so that a change never lands on a bank or preset that moved into its place.
+    const bool userBank = selectedBank >= kUserBanks;
+    const CString bankName = userBank ? getBankName(selectedBank) : CString();
+    CArray<CString> names;
+    if (userBank)
+        getPresetNames(selectedBank, names);
+    const CString presetName = selectedPreset >= 0 && selectedPreset < names.getCount()
+                                   ? names[selectedPreset]
+                                   : CString();
+    const int wasBank = selectedBank;
+    const int wasPreset = selectedPreset;
     KEL_CHECK(store->read());
+    if (userBank)
+    {
+        // Where it was when the names there are the same (names may repeat), else the first
+        // place with them.
+        selectedBank = getBankName(wasBank) == bankName ? wasBank : -1;
+        for (int i = kUserBanks; i < getBankCount() && selectedBank < 0; ++i)
+            if (getBankName(i) == bankName)
+                selectedBank = i;
+        names.clear();
+        if (selectedBank >= 0)
+            getPresetNames(selectedBank, names);
+        else
+            selectedBank = kSessionBank; // which takes no change of user banks
+        if (presetName.isEmpty() || selectedBank == kSessionBank)
+            selectedPreset = -1;
+        else if (wasPreset >= names.getCount() || names[wasPreset] != presetName)
+            selectedPreset = names.indexOf(presetName);
+    }
     KEL_CHECK(showBanks());
     return nullptr;
 }
@@ -351,6 +395,7 @@ CError* CPresetManager::storeBanks()
 
 CError* CPresetManager::onBankAdd(const CAttrMap& params)
 {
+    KEL_CHECK(refreshIfStale());
     if (!store)
         return nullptr;
     CArray<CString> taken;
@@ -369,6 +414,7 @@ CError* CPresetManager::onBankAdd(const CAttrMap& params)
 
 CError* CPresetManager::onBankDelete(const CAttrMap& /*params*/)
 {
+    KEL_CHECK(refreshIfStale());
     // The built-in banks are not the user's to delete.
     if (!findUserBank(selectedBank))
         return nullptr;
@@ -380,6 +426,7 @@ CError* CPresetManager::onBankDelete(const CAttrMap& /*params*/)
 
 CError* CPresetManager::onBankRename(const CAttrMap& params)
 {
+    KEL_CHECK(refreshIfStale());
     CAudioPresetBank* bank = findUserBank(getParamInt(params, "index", selectedBank));
     if (!bank)
         return nullptr;
@@ -398,6 +445,7 @@ CError* CPresetManager::acquireCurrent(CAudioPreset& out)
 
 CError* CPresetManager::onPresetAdd(const CAttrMap& params)
 {
+    KEL_CHECK(refreshIfStale());
     CAudioPresetBank* bank = findUserBank(selectedBank);
     if (!bank || !client)
         return nullptr;
@@ -429,6 +477,7 @@ CError* CPresetManager::onPresetAdd(const CAttrMap& params)
 
 CError* CPresetManager::onPresetDelete(const CAttrMap& /*params*/)
 {
+    KEL_CHECK(refreshIfStale());
     CAudioPresetBank* bank = findUserBank(selectedBank);
     if (!bank || selectedPreset < 0 || selectedPreset >= bank->getCount())
         return nullptr;
@@ -445,6 +494,7 @@ CError* CPresetManager::onPresetDelete(const CAttrMap& /*params*/)
 
 CError* CPresetManager::onPresetReplace(const CAttrMap& /*params*/)
 {
+    KEL_CHECK(refreshIfStale());
     CAudioPresetBank* bank = findUserBank(selectedBank);
     CAudioPreset* target = bank ? bank->getPreset(selectedPreset) : nullptr;
     if (!target || !client)
@@ -459,6 +509,7 @@ CError* CPresetManager::onPresetReplace(const CAttrMap& /*params*/)
 
 CError* CPresetManager::onPresetRename(const CAttrMap& params)
 {
+    KEL_CHECK(refreshIfStale());
     const int index = getParamInt(params, "index", selectedPreset);
     const CString text = showableName(paramString(params, "text"));
     if (selectedBank == kSessionBank)
@@ -674,6 +725,7 @@ CError* CPresetManager::reportFileError(const char* errorEvent, CError* error)
 
 CError* CPresetManager::onBankLoadFile(const CAttrMap& params)
 {
+    KEL_CHECK(refreshIfStale());
     if (!store)
         return nullptr;
     CAudioPresetBank bank;
@@ -699,6 +751,7 @@ CError* CPresetManager::onBankSaveFile(const CAttrMap& params)
 
 CError* CPresetManager::onPresetLoadFile(const CAttrMap& params)
 {
+    KEL_CHECK(refreshIfStale());
     const CString path = paramString(params, "path");
     CAudioPreset preset;
     if (CError* error = preset.loadFile(path))

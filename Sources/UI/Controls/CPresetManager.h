@@ -5,6 +5,8 @@
 #include "Core/CApplicationDataBridge.h"
 #include "UI/Controls/CWindowDrag.h"
 
+#include <atomic>
+
 namespace kel
 {
 
@@ -120,6 +122,12 @@ private:
     [[nodiscard]] CError* copyPreset(int bank, int preset, CAudioPreset& out);
     // The live state as a preset, its name's id kept.
     [[nodiscard]] CError* acquireCurrent(CAudioPreset& out);
+    // Every change of the user banks starts here: when another write of the item came since
+    // this copy was read (its notice may still be on its way), the copy is read again, so that
+    // the change is made on what is stored now and nothing another instance wrote is lost.
+    [[nodiscard]] CError* refreshIfStale();
+    // Reads the copy again and shows it, the selection found again by its names.
+    [[nodiscard]] CError* reloadStore();
     // Stores the user banks and shows them.
     [[nodiscard]] CError* storeBanks();
     // Fills both lists from the data; selections are kept within range.
@@ -140,6 +148,7 @@ private:
     CValueList* presetItems = nullptr;       // a child; cleared in detachLinks
     CAudioPresetBankStore* store = nullptr;  // owned
     CPresetManagerListBridge bridge;
+    std::atomic<bool> storeStale{false}; // set by the bridge, on the writer's thread
     CString registryName;
     bool isListening = false;
 

@@ -480,6 +480,64 @@ TEST_F(CPresetManagerTest, APresetAddedHereShowsInAnotherInstancesQuickListAndAc
     second.close();
 }
 
+TEST_F(CPresetManagerTest, TwoInstancesChangingTheBanksAtOnceLoseNothing)
+{
+    CHostedPlugin second{host};
+    ASSERT_EQ(test::CErrorText::takeChain(second.attach(&CWrapperEntry::make<2>, "stereo")), "");
+    second.open();
+    second.start(48000.0f, 512);
+    int secondParent = 0;
+    ASSERT_EQ(second.dispatch(kEffEditOpen, 0, 0, &secondParent), 1);
+    auto* otherEditor = static_cast<CAudioWrapperVSTEditor*>(
+        static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(second.getEffect()))->getEditor());
+    CViewBaseCtlEvents* otherOpener =
+        view(otherEditor->getUiRoot(), "ui.main-window.c.buttons.preset-manager");
+    click(otherOpener);
+    idle(&second);
+    auto* other = dynamic_cast<CPresetManager*>(otherOpener->getOpenPopup());
+    ASSERT_NE(other, nullptr);
+
+    // Changes made one right after the other, before either instance heard of the other's
+    // write: each is made on what is stored.
+    const auto change =
+        [](CPresetManager* in, const char* eventName, int index = -1, bool isInsert = false)
+    {
+        CAttrMap params;
+        params.set(CString("index"), CAttrValue(index));
+        params.set(CString("is-insert"), CAttrValue(isInsert));
+        EXPECT_EQ(test::CErrorText::takeChain(in->callEventProc(CString(eventName), params)), "")
+            << eventName;
+    };
+    const auto stored = [&]()
+    {
+        CAudioPresetBankStore banks(CLocalData::get(), CString("shared-banks"));
+        EXPECT_EQ(test::CErrorText::takeChain(banks.read()), "");
+        CNames out;
+        for (int i = 0; i < banks.getCount(); ++i)
+            out.push_back(test::CUtf8::of(banks.getBank(i)->getName()));
+        return out;
+    };
+    change(manager, "bank-add");
+    change(other, "bank-add");
+    EXPECT_EQ(stored(), (CNames{"Bank", "Bank 2"}));
+
+    // A bank moved under a selection: the first instance has "Bank" selected when the other
+    // inserts a bank before it; the first one's delete still takes "Bank".
+    change(manager, "bank-selected", 2);
+    change(other, "bank-selected", 2);
+    change(other, "bank-add", 2, true);
+    EXPECT_EQ(stored(), (CNames{"Bank 3", "Bank", "Bank 2"}));
+    change(manager, "bank-delete");
+    EXPECT_EQ(stored(), (CNames{"Bank 3", "Bank 2"}));
+
+    // Once the notices are in, both windows show what is stored.
+    idle();
+    idle(&second);
+    EXPECT_EQ(bankNames(), (CNames{"Session Bank", "Factory ROM", "Bank 3", "Bank 2"}));
+    EXPECT_EQ(other->getBankCount(), 4);
+    second.close();
+}
+
 TEST_F(CPresetManagerTest, FilesRoundTripAndDamagedOrForeignFilesChangeNothing)
 {
     const std::string bankFile = data.file("session.cbf");
