@@ -31,12 +31,8 @@ TEST_F(CAudioInterfaceConcurrency, ClientAudioAndHostThreadsRunTogetherWithoutDe
     CUi ui = makeUi();
     CRecordingParamListener gainKnob;
     CRecordingParamListener freqKnob;
-    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
-                  &gainKnob, CString("plugin.modMain.modZumbelModule.gain"))),
-              "");
-    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
-                  &freqKnob, CString("plugin.modMain.modZumbelModule.freq"))),
-              "");
+    ASSERT_EQ(ui.listen(gainKnob, "modZumbelModule.gain"), "");
+    ASSERT_EQ(ui.listen(freqKnob, "modZumbelModule.freq"), "");
     ASSERT_EQ(ui.pump(), "");
     kel::CObject* extList = root->findObject("plugin.ext-param-list");
     ASSERT_NE(extList, nullptr);

@@ -90,9 +90,7 @@ TEST_F(CAudioInterfaceTest, FaultyClientMessagesAreRejectedAndTheNextOneWorks)
 
     // A change record that does not hold what it declares, then a good one.
     CRecordingParamListener knob;
-    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
-                  &knob, CString(fullName(kel::ifacetest::kBoundLeaves[0]).c_str()))),
-              "");
+    ASSERT_EQ(ui.listen(knob, kel::ifacetest::kBoundLeaves[0]), "");
     EXPECT_EQ(ui.pump(), "");
     std::vector<uint8_t> bad = message(CAudioInterfaceMessage::kSetValues, {1, 0, 0, 0, 5, 0});
     EXPECT_NE(sendRaw(ui, bad), "");
@@ -133,9 +131,7 @@ TEST_F(CAudioInterfaceTest, LateSubscriberGetsTheDefinitionThenOneChangePerGroup
 
     CUi ui = makeUi();
     CRecordingParamListener knob;
-    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
-                  &knob, CString(fullName("modZumbelModule.gain").c_str()))),
-              "");
+    ASSERT_EQ(ui.listen(knob, "modZumbelModule.gain"), "");
     EXPECT_TRUE(knob.log.empty()) << "nothing before the queue is handled";
     EXPECT_EQ(ui.pump(), "");
     EXPECT_EQ(knob.log, (std::vector<std::string>{"info", "change 0", "change 1", "change 2"}));
@@ -149,9 +145,7 @@ TEST_F(CAudioInterfaceTest, AFullQueueLosesMessagesAndTheClientCatchesUpWithTheL
     kel::CAudioParam& gain = param("modZumbelModule.gain");
     CUi ui = makeUi();
     CRecordingParamListener knob;
-    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
-                  &knob, CString(fullName("modZumbelModule.gain").c_str()))),
-              "");
+    ASSERT_EQ(ui.listen(knob, "modZumbelModule.gain"), "");
     EXPECT_EQ(ui.pump(), "");
     knob.log.clear();
 
@@ -205,9 +199,7 @@ TEST_F(CAudioInterfaceTest, DefinitionChangeSendsTheDefinitionAndNoChangeForIt)
     CUi ui = makeUi();
     CRecordingParamListener knob;
     // Not bound yet: nothing to tell.
-    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
-                  &knob, CString(fullName("modZumbelModule.duration").c_str()))),
-              "");
+    ASSERT_EQ(ui.listen(knob, "modZumbelModule.duration"), "");
     EXPECT_EQ(ui.pump(), "");
     EXPECT_TRUE(knob.log.empty());
     EXPECT_NE(CErrorText::takeMessage(ui.client->setParamValue(&knob, 0, 0, 1.0)), "")
@@ -252,10 +244,7 @@ TEST_F(CAudioInterfaceTest, ChangeByOneClientReachesOnlyTheOther)
     EXPECT_TRUE(firstKnob.log.empty());
 
     // A change from elsewhere (the host) reaches both.
-    {
-        kel::CAudioParamContext context;
-        param("modZumbelModule.freq").setValue(0, 0, 440.0, context);
-    }
+    setLive("modZumbelModule.freq", 440.0);
     EXPECT_EQ(first.pump(), "");
     EXPECT_EQ(second.pump(), "");
     EXPECT_EQ(firstKnob.lastValues, std::vector<double>{440.0});
@@ -266,9 +255,7 @@ TEST_F(CAudioInterfaceTest, KnobGestureMakesOneUndoRecordUnderTheClosingLabel)
 {
     CUi ui = makeUi();
     CRecordingParamListener knob;
-    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
-                  &knob, CString(fullName("modZumbelModule.gain").c_str()))),
-              "");
+    ASSERT_EQ(ui.listen(knob, "modZumbelModule.gain"), "");
     ASSERT_EQ(CErrorText::takeMessage(ui.client->requestUndoHistory()), "");
     EXPECT_EQ(ui.pump(), "");
     const double before = param("modZumbelModule.gain").getValue(0, 0);
@@ -314,10 +301,7 @@ TEST_F(CAudioInterfaceTest, KnobGestureMakesOneUndoRecordUnderTheClosingLabel)
 TEST_F(CAudioInterfaceTest, AcquirePresetWaitsForTheAnswerAndMatchesTheBase)
 {
     CUi ui = makeUi();
-    {
-        kel::CAudioParamContext context;
-        param("modZumbelModule.freq").setValue(0, 0, 777.0, context);
-    }
+    setLive("modZumbelModule.freq", 777.0);
     kel::CAudioPreset fromClient;
     ASSERT_EQ(CErrorText::takeMessage(ui.client->acquirePreset(CString("param-registry"), false, -1,
                                                                -1, false, fromClient)),
@@ -407,18 +391,13 @@ TEST_F(CAudioInterfaceTest, LeavingClientIsForgottenAndTheOthersGetClearWhenTheB
     CUi leaving = makeUi();
     CUi staying = makeUi();
     CRecordingParamListener knob;
-    ASSERT_EQ(CErrorText::takeMessage(leaving.client->addParamListener(
-                  &knob, CString(fullName("modZumbelModule.gain").c_str()))),
-              "");
+    ASSERT_EQ(leaving.listen(knob, "modZumbelModule.gain"), "");
     EXPECT_EQ(base->getClientCount(), 2);
     kel::CObject::destroyObject(leaving.root);
     uiRoots.erase(uiRoots.begin());
     EXPECT_EQ(base->getClientCount(), 1);
     EXPECT_EQ(baseConnector->getClientCount(), 1);
-    {
-        kel::CAudioParamContext context;
-        param("modZumbelModule.gain").setValue(0, 0, 0.3, context);
-    }
+    setLive("modZumbelModule.gain", 0.3);
 
     bool cleared = false;
     struct CClearWatch : public kel::CAudioInterfaceVizProcessor
@@ -476,9 +455,7 @@ TEST_F(CAudioInterfaceTest, MessagesFromAnyThreadReachTheClientThroughItsEventBr
     kel::CApplication::getNotifyServer().install();
     CUi ui = makeUi(true, true);
     CRecordingParamListener knob;
-    ASSERT_EQ(CErrorText::takeMessage(ui.client->addParamListener(
-                  &knob, CString(fullName("modZumbelModule.period").c_str()))),
-              "");
+    ASSERT_EQ(ui.listen(knob, "modZumbelModule.period"), "");
     auto pumpUntil = [](const std::function<bool()>& done)
     {
         const uint32_t startMs = kel::CTickClock::tickCountMs();

@@ -8,31 +8,22 @@
 #include "Audio/CAudioInterfaceCreators.h"
 #include "Audio/CAudioInterfaceParamListener.h"
 #include "Audio/CAudioInterfaceRegistryListener.h"
-#include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamChange.h"
-#include "Audio/CAudioParamCollector.h"
-#include "Audio/CAudioParamContext.h"
-#include "Audio/CAudioParamDef.h"
-#include "Audio/CAudioParamRegistry.h"
-#include "Audio/CAudioParamRegistryCreators.h"
-#include "Audio/CAudioProcessTestTree.h"
+#include "Audio/CAudioParamTreeTest.h"
 #include "Audio/CAudioVizCollector.h"
 #include "Core/CAllocator.h"
-#include "Core/CGlobalData.h"
 #include "Core/CMemoryWriteBuffer.h"
-#include "Core/CResourceTable.h"
 #include "Core/CStdEventBridge.h"
 #include "Core/CSystem.h"
 #include "Core/Platform/CRunLoop.h"
 #include "Support/CErrorText.h"
-#include "Support/CTempFolder.h"
-#include "Support/CTreeBlobWriter.h"
 #include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kel
@@ -88,20 +79,14 @@ inline const char* const kBoundLeaves[] = {"modZumbelModule.gain", "modZumbelMod
 // An instance tree as the product's template has it (environment, collector, visual collector,
 // base connector, interface base, master registry, two host parameters) over the product's
 // shared tree, and UI trees each with a client connector and a client.
-class CInterfaceTest : public testing::Test
+class CInterfaceTest : public test::CAudioParamTreeTest
 {
 protected:
     void SetUp() override
     {
-        processtest::ensureCreators();
-        ASSERT_EQ(test::CErrorText::takeMessage(registerAudioParamRegistryCreators()), "");
         ASSERT_EQ(test::CErrorText::takeMessage(registerAudioExtParamCreators()), "");
         delete registerAudioInterfaceCreators();
-        previousTable = CResourceTable::getInstalled();
-        CResourceTable::install(resources::kResourceTable);
-        ASSERT_EQ(shared.loadProduct(), "");
-        CGlobalData::get().useFolders(CString(folder.path().c_str()),
-                                      CString(folder.path().c_str()));
+        CAudioParamTreeTest::SetUp();
         CSystem::setErrorPresenter([](const char*, const char*, const char*, void*) {}, nullptr);
         // What lives for the whole program: this thread's run loop, the bridge's creator row.
         (void)CRunLoop::forThisThread();
@@ -124,8 +109,9 @@ protected:
         root = nullptr;
         CSystem::setErrorPresenter(nullptr, nullptr);
         CGlobalData::get().reset();
+        // Counted before the resource table goes back, whose caches are not the test's.
         EXPECT_EQ(CAllocator::liveBlocks(), liveBefore) << "framework blocks left behind";
-        CResourceTable::install(previousTable);
+        CAudioParamTreeTest::TearDown();
     }
 
     void buildInstance()
@@ -141,56 +127,27 @@ protected:
             .attr("undo-count-max", "32")
             .attr("param-collector", "^param-collector")
             .attr("viz-collector", "^viz-collector");
-        plugin.add("audio:param-registry", "param-registry")
-            .attr("hierarchy", "plugin.modMain")
-            .attr("is-master", "true")
-            .attr("id", "z4m1")
-            .attr("param-collector", "^param-collector")
-            .attr("preset-naming", "Master preset")
-            .attr("param-undo", "^interface-base")
-            .attr("preset-name-param", "plugin.modMain.preset-name")
-            .attr("file", "FactoryROM.cbf");
+        addMaster(plugin).attr("param-undo", "^interface-base").attr("file", "FactoryROM.cbf");
         auto& extList = plugin.add("audio:ext-param-list", "ext-param-list");
-        extList.add("audio:ext-param", "ext-param")
-            .attr("param-collector", "^^param-collector")
-            .attr("ext-name", "Freq")
-            .attr("param-name", "plugin.modMain.modZumbelModule.freq");
-        extList.add("audio:ext-param", "ext-param")
-            .attr("param-collector", "^^param-collector")
-            .attr("ext-name", "Gain")
-            .attr("param-name", "plugin.modMain.modZumbelModule.gain");
-        blob = CTreeBlobWriter::write(top);
-        root = new CObject();
-        ASSERT_EQ(
-            test::CErrorText::takeMessage(root->loadFromMemory(blob.data(), blob.size(), true)),
-            "");
-        collector = dynamic_cast<CAudioParamCollector*>(root->findObject("plugin.param-collector"));
+        for (const auto& [name, leaf] :
+             {std::pair<const char*, const char*>{"Freq", "freq"}, {"Gain", "gain"}})
+        {
+            extList.add("audio:ext-param", "ext-param")
+                .attr("param-collector", "^^param-collector")
+                .attr("ext-name", name)
+                .attr("param-name", std::string("plugin.modMain.modZumbelModule.") + leaf);
+        }
+        loadInstance(top,
+                     std::vector<const char*>(std::begin(kBoundLeaves), std::end(kBoundLeaves)));
         base = dynamic_cast<CAudioInterfaceBase*>(root->findObject("plugin.interface-base"));
         baseConnector = dynamic_cast<CAudioInterfaceBaseConnectorVST*>(
             root->findObject("plugin.interface-base-connector"));
-        registry = dynamic_cast<CAudioParamRegistry*>(root->findObject("plugin.param-registry"));
+        registry = master;
         viz = dynamic_cast<CAudioVizCollector*>(root->findObject("plugin.viz-collector"));
-        ASSERT_NE(collector, nullptr);
         ASSERT_NE(base, nullptr);
         ASSERT_NE(baseConnector, nullptr);
-        ASSERT_NE(registry, nullptr);
         ASSERT_NE(viz, nullptr);
         ASSERT_EQ(baseConnector->getBase(), base);
-        for (const char* leaf : kBoundLeaves)
-            bind(leaf);
-    }
-
-    void bind(const std::string& leaf)
-    {
-        auto* def = shared.find<CAudioParamDef>(("audio.modMain." + leaf).c_str());
-        ASSERT_NE(def, nullptr) << leaf;
-        CAudioParamContext context;
-        param(leaf).bind(*def, context);
-    }
-
-    CAudioParam& param(const std::string& leaf)
-    {
-        return *collector->getParam(CString(("plugin.modMain." + leaf).c_str()));
     }
 
     struct CUi
@@ -201,6 +158,12 @@ protected:
 
         // Hands the queued messages to the client; the error text of the first faulty one.
         std::string pump() { return test::CErrorText::takeMessage(connector->processBaseData()); }
+        // Adds a listener of the parameter below plugin.modMain; the error text, "" for none.
+        std::string listen(CAudioInterfaceParamListener& listener, const std::string& leaf)
+        {
+            return test::CErrorText::takeMessage(
+                client->addParamListener(&listener, CString(("plugin.modMain." + leaf).c_str())));
+        }
     };
 
     // A UI tree joined to the instance's base connector. With a bridge, connector and client
@@ -234,15 +197,9 @@ protected:
 
     static std::string fullName(const std::string& leaf) { return "plugin.modMain." + leaf; }
 
-    test::CTempFolder folder{"kel-iface"};
-    processtest::CSharedTree shared;
-    const CResourceEntry* previousTable = nullptr;
-    std::vector<uint8_t> blob;
     std::vector<std::vector<uint8_t>> uiBlobs;
     std::vector<CObject*> uiRoots;
-    CObject* root = nullptr;
     int64_t liveBefore = 0;
-    CAudioParamCollector* collector = nullptr;
     CAudioInterfaceBase* base = nullptr;
     CAudioInterfaceBaseConnectorVST* baseConnector = nullptr;
     CAudioParamRegistry* registry = nullptr;

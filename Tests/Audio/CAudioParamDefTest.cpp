@@ -11,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 using kel::CAudioParamDef;
 using kel::CAudioParamInfo;
@@ -103,27 +105,44 @@ TEST_F(CAudioParamDefTest, PersistentIsNeverStorableAndEitherIsAlwaysGlobal)
     EXPECT_FALSE(find<CAudioParamDef>("audio.test.plain")->getInfo().isGlobal());
 }
 
-TEST_F(CAudioParamDefTest, LayoutErrorsNameTheAttributeText)
+TEST_F(CAudioParamDefTest, BrokenLayoutsConvertersAndLimitsFailWithWhatIsWrong)
 {
-    param().attr("element-size", "0");
-    EXPECT_EQ(load(), "Invalid element size 0 specified.");
-
-    holder->children.clear();
-    param().attr("element-size", "2").attr("data-type", "str");
-    EXPECT_EQ(load(), "Invalid element size 2 for non-float data specified.");
+    const struct
+    {
+        std::vector<std::pair<const char*, const char*>> attrs;
+        const char* message;
+    } cases[] = {
+        {{{"element-size", "0"}}, "Invalid element size 0 specified."},
+        {{{"element-size", "2"}, {"data-type", "str"}},
+         "Invalid element size 2 for non-float data specified."},
+        {{{"converter", "nope"}}, "Audio parameter converter 'nope' not found."},
+        {{{"element-size", "2"}, {"converter", "gain"}},
+         "Not enough converters defined 1 (should be 2)."},
+        {{{"min-values", ""}}, "Not enough minimum values defined 0 (should be 1)."},
+        {{{"element-size", "2"},
+          {"converter", "real real"},
+          {"min-values", "0 0"},
+          {"max-values", "1"}},
+         "Not enough maximum values defined 1 (should be 2)."},
+        {{{"element-size", "2"},
+          {"converter", "real real"},
+          {"min-values", "0 1"},
+          {"max-values", "1 1"}},
+         "Zero default min-max values difference detected in element 1."},
+    };
+    for (const auto& c : cases)
+    {
+        holder->children.clear();
+        CTreeBlobWriter::Node& node = param();
+        for (const auto& [name, value] : c.attrs)
+            node.attr(name, value);
+        EXPECT_EQ(load(), c.message);
+    }
 }
 
-TEST_F(CAudioParamDefTest, ConverterNamesResolveInTheSharedTreeOrFail)
+TEST_F(CAudioParamDefTest, ConvertersMayBeSharedTreePathsAndRangesMayDescend)
 {
-    param().attr("converter", "nope");
-    EXPECT_EQ(load(), "Audio parameter converter 'nope' not found.");
-
-    holder->children.clear();
-    param().attr("element-size", "2").attr("converter", "gain");
-    EXPECT_EQ(load(), "Not enough converters defined 1 (should be 2).");
-
     // A path of the shared tree, and names separated by runs of blanks.
-    holder->children.clear();
     param()
         .attr("element-size", "2")
         .attr("converter", "  /audio.paramcvt.freq   real ")
@@ -135,30 +154,7 @@ TEST_F(CAudioParamDefTest, ConverterNamesResolveInTheSharedTreeOrFail)
     EXPECT_EQ(loadedInfo().getConverter(1), &converter("real"));
     EXPECT_EQ(loadedInfo().getMax(0), 2000.0);
     EXPECT_EQ(groupText(loadedInfo().getDefaults(), 0), "1000.00 0.50");
-}
 
-TEST_F(CAudioParamDefTest, LimitsNeedOnePerElementAndADifference)
-{
-    param().attr("min-values", "");
-    EXPECT_EQ(load(), "Not enough minimum values defined 0 (should be 1).");
-
-    holder->children.clear();
-    param()
-        .attr("element-size", "2")
-        .attr("converter", "real real")
-        .attr("min-values", "0 0")
-        .attr("max-values", "1");
-    EXPECT_EQ(load(), "Not enough maximum values defined 1 (should be 2).");
-
-    holder->children.clear();
-    param()
-        .attr("element-size", "2")
-        .attr("converter", "real real")
-        .attr("min-values", "0 1")
-        .attr("max-values", "1 1");
-    EXPECT_EQ(load(), "Zero default min-max values difference detected in element 1.");
-
-    // A descending range is a range.
     holder->children.clear();
     param().attr("min-values", "10").attr("max-values", "1");
     ASSERT_EQ(load(), "");

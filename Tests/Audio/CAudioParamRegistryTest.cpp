@@ -1,25 +1,9 @@
-#include "Audio/CAudioParam.h"
-#include "Audio/CAudioParamCollector.h"
-#include "Audio/CAudioParamContext.h"
-#include "Audio/CAudioParamDef.h"
 #include "Audio/CAudioParamRecorder.h"
-#include "Audio/CAudioParamRegistry.h"
-#include "Audio/CAudioParamRegistryCreators.h"
+#include "Audio/CAudioParamTreeTest.h"
 #include "Audio/CAudioPreset.h"
 #include "Audio/CAudioPresetBank.h"
-#include "Audio/CAudioProcessTestTree.h"
-#include "Core/CGlobalData.h"
 #include "Core/CMemoryReader.h"
 #include "Core/CMemoryWriteBuffer.h"
-#include "Core/CResourceTable.h"
-#include "Core/CSystem.h"
-#include "ProductResources.h"
-#include "Support/CErrorText.h"
-#include "Support/CTempFolder.h"
-#include "Support/CTreeBlobWriter.h"
-#include "Support/CUtf8.h"
-
-#include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
@@ -115,31 +99,16 @@ public:
 
 std::vector<std::string> gReported;
 
-class CAudioParamRegistryTest : public ::testing::Test
+class CAudioParamRegistryTest : public kel::test::CAudioParamTreeTest
 {
 protected:
     void SetUp() override
     {
-        kel::processtest::ensureCreators();
-        ASSERT_EQ(CErrorText::takeMessage(kel::registerAudioParamRegistryCreators()), "");
-        previousTable = kel::CResourceTable::getInstalled();
-        kel::CResourceTable::install(kel::resources::kResourceTable);
-        ASSERT_EQ(shared.loadProduct(), "");
-        kel::CGlobalData::get().useFolders(CString(folder.path().c_str()),
-                                           CString(folder.path().c_str()));
+        CAudioParamTreeTest::SetUp();
         gReported.clear();
         kel::CSystem::setErrorPresenter([](const char*, const char*, const char* details, void*)
                                         { gReported.push_back(details ? details : ""); },
                                         nullptr);
-    }
-
-    void TearDown() override
-    {
-        if (root)
-            kel::CObject::destroyObject(root);
-        kel::CSystem::setErrorPresenter(nullptr, nullptr);
-        kel::CGlobalData::get().reset();
-        kel::CResourceTable::install(previousTable);
     }
 
     // The instance objects the registries need: the collector and both registries as the
@@ -149,13 +118,7 @@ protected:
         kel::CTreeBlobWriter::Node top("kel", "");
         auto& plugin = top.add("core:object", "plugin");
         plugin.add("audio:param-collector", "param-collector");
-        plugin.add("audio:param-registry", "param-registry")
-            .attr("hierarchy", "plugin.modMain")
-            .attr("is-master", "true")
-            .attr("id", "z4m1")
-            .attr("param-collector", "^param-collector")
-            .attr("preset-naming", "Master preset")
-            .attr("preset-name-param", "plugin.modMain.preset-name")
+        addMaster(plugin)
             .attr("group-names-param", "plugin.modMain.io-params.group-names")
             .attr("file", bankFile);
         plugin.add("audio:param-registry", "param-registry-io")
@@ -163,43 +126,13 @@ protected:
             .attr("id", "KLIO")
             .attr("preset-naming", "Routing preset")
             .attr("group-names-param", "plugin.modMain.io-params.group-names");
-        blob = kel::CTreeBlobWriter::write(top);
-        root = new kel::CObject();
-        ASSERT_EQ(CErrorText::takeMessage(root->loadFromMemory(blob.data(), blob.size(), true)),
-                  "");
-        collector =
-            dynamic_cast<kel::CAudioParamCollector*>(root->findObject("plugin.param-collector"));
-        master = dynamic_cast<CAudioParamRegistry*>(root->findObject("plugin.param-registry"));
+        loadInstance(top, {"preset-name", "instance-name", "modZumbelModule.signal",
+                           "modZumbelModule.freq", "modZumbelModule.gain", "modZumbelModule.period",
+                           "modZumbelModule.duration", "modZumbelModule.variation"});
         routing = dynamic_cast<CAudioParamRegistry*>(root->findObject("plugin.param-registry-io"));
-        ASSERT_NE(collector, nullptr);
-        ASSERT_NE(master, nullptr);
         ASSERT_NE(routing, nullptr);
         master->setUndoSink(&undo);
         routing->setUndoSink(&undo);
-        // What the process graph does: bind the parameters of the shared tree's definitions.
-        for (const char* leaf :
-             {"preset-name", "instance-name", "modZumbelModule.signal", "modZumbelModule.freq",
-              "modZumbelModule.gain", "modZumbelModule.period", "modZumbelModule.duration",
-              "modZumbelModule.variation"})
-        {
-            auto* def =
-                shared.find<kel::CAudioParamDef>((std::string("audio.modMain.") + leaf).c_str());
-            ASSERT_NE(def, nullptr) << leaf;
-            CAudioParamContext context;
-            param(leaf).bind(*def, context);
-        }
-    }
-
-    CAudioParam& param(const std::string& leaf)
-    {
-        return *collector->getParam(CString(("plugin.modMain." + leaf).c_str()));
-    }
-    double value(const std::string& leaf) { return param(leaf).getValue(0, 0); }
-    std::string valueText(const std::string& leaf, int group = 0, int item = 0)
-    {
-        CString out;
-        param(leaf).getValueText(out, group, item);
-        return CUtf8::of(out);
     }
 
     // The factory or session preset payload as acquirePreset writes it.
@@ -233,19 +166,7 @@ protected:
         EXPECT_EQ(out.writeDouble(v), nullptr);
         return std::vector<uint8_t>(out.getData(), out.getData() + out.getSize());
     }
-    void setLive(const std::string& leaf, double v)
-    {
-        CAudioParamContext context;
-        param(leaf).setValue(0, 0, v, context);
-    }
 
-    kel::test::CTempFolder folder{"kel-registry"};
-    kel::processtest::CSharedTree shared;
-    const kel::CResourceEntry* previousTable = nullptr;
-    std::vector<uint8_t> blob;
-    kel::CObject* root = nullptr;
-    kel::CAudioParamCollector* collector = nullptr;
-    CAudioParamRegistry* master = nullptr;
     CAudioParamRegistry* routing = nullptr;
     CFakeUndoSink undo;
 };
@@ -413,31 +334,6 @@ TEST_F(CAudioParamRegistryTest, PersistentValuesComeOnlyFromTheHost)
     EXPECT_EQ(valueText("instance-name"), "Lead vox");
 }
 
-TEST_F(CAudioParamRegistryTest, SessionSlotsKeepTheirValuesAndTheirOwnHistories)
-{
-    build();
-    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(0, nullptr)), "");
-    setLive("modZumbelModule.freq", 555.0);
-    undo.attachHistory(new CFakeUndoSink::CHistory(10));
-
-    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(2, nullptr)), "");
-    EXPECT_EQ(master->getCurrentIndex(), 2);
-    EXPECT_EQ(value("modZumbelModule.freq"), 1000.0);
-    EXPECT_EQ(valueText("preset-name"), "Beep - 0.5 s 1 kHz @ 25 s");
-    EXPECT_EQ(undo.currentTag(), -1) << "slot 2 has no history yet";
-    undo.attachHistory(new CFakeUndoSink::CHistory(20));
-
-    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(0, nullptr)), "");
-    EXPECT_EQ(value("modZumbelModule.freq"), 555.0) << "the live edit went to slot 0";
-    EXPECT_EQ(undo.currentTag(), 10);
-    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(2, nullptr)), "");
-    EXPECT_EQ(undo.currentTag(), 20);
-
-    // Outside the bank or the current slot: nothing.
-    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(7, nullptr)), "");
-    EXPECT_EQ(master->getCurrentIndex(), 2);
-}
-
 TEST_F(CAudioParamRegistryTest, AcquireChecksIndexAndRegistryKind)
 {
     build();
@@ -530,27 +426,6 @@ TEST_F(CAudioParamRegistryTest, DefaultsFromAPresetAreWhatResetReturnsTo)
     EXPECT_EQ(value("modZumbelModule.period"), 5.0);
     ASSERT_FALSE(undo.labels.empty());
     EXPECT_EQ(undo.labels.back(), "Master reset");
-}
-
-TEST_F(CAudioParamRegistryTest, CompareSwapsLiveStateAndHistoryWithTheSecondSlot)
-{
-    build();
-    setLive("modZumbelModule.freq", 100.0);
-    undo.attachHistory(new CFakeUndoSink::CHistory(1));
-    ASSERT_EQ(CErrorText::takeMessage(master->swapCompare()), "");
-    EXPECT_EQ(value("modZumbelModule.freq"), 100.0) << "the first swap compares with itself";
-    setLive("modZumbelModule.freq", 200.0);
-    undo.attachHistory(new CFakeUndoSink::CHistory(2));
-    ASSERT_EQ(CErrorText::takeMessage(master->swapCompare()), "");
-    EXPECT_EQ(value("modZumbelModule.freq"), 100.0);
-    ASSERT_EQ(CErrorText::takeMessage(master->swapCompare()), "");
-    EXPECT_EQ(value("modZumbelModule.freq"), 200.0);
-    EXPECT_EQ(undo.currentTag(), 2);
-
-    master->copyToCompare();
-    setLive("modZumbelModule.freq", 300.0);
-    ASSERT_EQ(CErrorText::takeMessage(master->swapCompare()), "");
-    EXPECT_EQ(value("modZumbelModule.freq"), 200.0);
 }
 
 TEST_F(CAudioParamRegistryTest, RoutingGroupPresetsLabelTheirRecordWithTheGroupName)

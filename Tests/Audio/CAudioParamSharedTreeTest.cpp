@@ -2,22 +2,19 @@
 #include "Audio/CAudioParamContext.h"
 #include "Audio/CAudioParamDef.h"
 #include "Audio/CAudioProcessBase.h"
-#include "Audio/CAudioProcessCreators.h"
 #include "Audio/CAudioProcessDefBase.h"
+#include "Audio/CAudioProcessTestTree.h"
 #include "Audio/Converters/CAudioParamConverter.h"
 #include "Audio/Converters/CAudioParamConverterEnum.h"
 #include "Audio/Converters/CAudioParamConverterTime.h"
-#include "Audio/Converters/CParamTestTree.h"
 #include "Audio/Modules/CModDecimatorDef.h"
 #include "Audio/Modules/CModInterpolatorDef.h"
-#include "Core/CResourceTable.h"
-#include "ProductResources.h"
 #include "Support/CErrorText.h"
 #include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <cmath>
 #include <string>
 
 using kel::CAudioParam;
@@ -42,29 +39,8 @@ class CAudioParamSharedTreeTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        kel::paramtest::ensureCreators();
-        // The process definitions load as their own classes, as in the application.
-        ASSERT_EQ(CErrorText::takeMessage(kel::registerAudioProcessCreators()), "");
-        const uint8_t* data = nullptr;
-        size_t size = 0;
-        for (const kel::CResourceEntry* row = kel::resources::kResourceTable; row->data; ++row)
-        {
-            if (std::strcmp(row->name, "SharedData.xml") == 0)
-            {
-                data = row->data + 4;
-                size = kel::CResourceTable::blobSize(row->data);
-            }
-        }
-        ASSERT_NE(data, nullptr) << "no embedded SharedData.xml";
-        tree = new CObject();
-        CObject::setSharedRoot(tree);
-        ASSERT_EQ(CErrorText::takeMessage(tree->loadFromMemory(data, size, true)), "");
-    }
-
-    void TearDown() override
-    {
-        CObject::setSharedRoot(nullptr);
-        CObject::destroyObject(tree);
+        ASSERT_EQ(shared.loadProduct(), "");
+        tree = shared.get();
     }
 
     const CAudioParamConverter* converter(const char* name) const
@@ -88,6 +64,7 @@ protected:
         return CUtf8::of(out);
     }
 
+    kel::processtest::CSharedTree shared;
     CObject* tree = nullptr;
 };
 
@@ -118,14 +95,9 @@ TEST_F(CAudioParamSharedTreeTest, EveryConverterInstanceCarriesItsSettings)
         EXPECT_EQ(CUtf8::of(found->getLabel()), c.label) << c.name;
         EXPECT_EQ(echo(c.name, c.input, 0.001, 10000.0), c.shown) << c.name;
     }
+    // The mappings of the time converters follow the settings that SharedDataSourceTest reads
+    // and the converter tests try.
     EXPECT_NE(dynamic_cast<const kel::CAudioParamConverterTime*>(converter("time-sec")), nullptr);
-    // Mapping: plain times by square law, timelog logarithmically, exact ones linearly.
-    CAudioParamInfo info;
-    const double quarter = 0.01 + 0.25 * 0.99;
-    info.setElement(0, const_cast<CAudioParamConverter*>(converter("time")), 0.01, 1.0);
-    EXPECT_NEAR(converter("time")->toNormalised(info, 0, quarter), 0.5, 1e-15);
-    EXPECT_NEAR(converter("timelog")->toNormalised(info, 0, 0.1), 0.5, 1e-15);
-    EXPECT_NEAR(converter("time-exact")->toNormalised(info, 0, quarter), 0.25, 1e-15);
 }
 
 TEST_F(CAudioParamSharedTreeTest, EveryEnumerationHasItsStates)
@@ -199,42 +171,51 @@ TEST_F(CAudioParamSharedTreeTest, UserParametersHaveTheProductsRangesAndDefaults
     {
         const char* leaf;
         const char* converterName;
+        double minValue;
+        double maxValue;
+        double defValue;
         const char* minText;
         const char* maxText;
         const char* defaultText;
         const char* visualName;
     };
+    const double dB = std::log(10.0) / 20.0;
     const Case cases[] = {
-        {"signal", "enum-zumbel", "Beep", "Mute", "Beep", "Signal type"},
-        {"period", "time-sec", "1.00", "90.0", "30.0", "Signal period"},
-        {"duration", "time-sec", "0.10", "1.50", "0.50", "Signal duration"},
-        {"freq", "freq", "60.0", "2.00k", "440", "Frequency"},
-        {"gain", "gain", "-36.0", "0.0", "-12.0", "Signal gain"},
-        {"variation", "percent", "0.0", "50.0", "25.0", "Parameter variation"},
+        {"signal", "enum-zumbel", 0, 2, 0, "Beep", "Mute", "Beep", "Signal type"},
+        {"period", "time-sec", 1, 90, 30, "1.00", "90.0", "30.0", "Signal period"},
+        {"duration", "time-sec", 0.1, 1.5, 0.5, "0.10", "1.50", "0.50", "Signal duration"},
+        {"freq", "freq", 60, 2000, 440, "60.0", "2.00k", "440", "Frequency"},
+        {"gain", "gain", std::exp(-36 * dB), 1, std::exp(-12 * dB), "-36.0", "0.0", "-12.0",
+         "Signal gain"},
+        {"variation", "percent", 0, 0.5, 0.25, "0.0", "50.0", "25.0", "Parameter variation"},
     };
     for (const Case& c : cases)
     {
+        SCOPED_TRACE(c.leaf);
         const auto* def = dynamic_cast<const CAudioParamDef*>(
             tree->findObject(CString("audio.modMain.modZumbelModule.") + CString(c.leaf)));
-        ASSERT_NE(def, nullptr) << c.leaf;
+        ASSERT_NE(def, nullptr);
         CAudioParam param(CString("plugin.modMain.modZumbelModule.") + CString(c.leaf), nullptr);
         CAudioParamContext context;
         ASSERT_TRUE(param.bind(*def, context));
         CAudioParam::CGuard held(param);
         const CAudioParamInfo& info = param.getInfo(held);
-        EXPECT_TRUE(info.isStorable()) << c.leaf;
-        EXPECT_EQ(CUtf8::of(info.getVisualName()), c.visualName) << c.leaf;
-        EXPECT_EQ(info.getConverter(0), converter(c.converterName)) << c.leaf;
+        EXPECT_TRUE(info.isStorable());
+        EXPECT_EQ(CUtf8::of(info.getVisualName()), c.visualName);
+        EXPECT_EQ(info.getConverter(0), converter(c.converterName));
+        EXPECT_NEAR(info.getMin(0), c.minValue, 1e-12);
+        EXPECT_NEAR(info.getMax(0), c.maxValue, 1e-12);
+        EXPECT_NEAR(param.getValue(0, 0, &held), c.defValue, 1e-12);
         CString shown;
         info.getConverter(0)->format(shown, info, 0, info.getMin(0), 0, 0);
-        EXPECT_EQ(CUtf8::of(shown), c.minText) << c.leaf;
+        EXPECT_EQ(CUtf8::of(shown), c.minText);
         info.getConverter(0)->format(shown, info, 0, info.getMax(0), 0, 0);
-        EXPECT_EQ(CUtf8::of(shown), c.maxText) << c.leaf;
+        EXPECT_EQ(CUtf8::of(shown), c.maxText);
         param.getValueText(shown, 0, 0, 0, 0, &held);
-        EXPECT_EQ(CUtf8::of(shown), c.defaultText) << c.leaf;
+        EXPECT_EQ(CUtf8::of(shown), c.defaultText);
         // Any group reads the default while nothing is stored there.
         param.getValueText(shown, 7, 0, 0, 0, &held);
-        EXPECT_EQ(CUtf8::of(shown), c.defaultText) << c.leaf;
+        EXPECT_EQ(CUtf8::of(shown), c.defaultText);
     }
 }
 

@@ -1,24 +1,8 @@
-#include "Audio/CAudioParam.h"
 #include "Audio/CAudioParamChange.h"
-#include "Audio/CAudioParamCollector.h"
-#include "Audio/CAudioParamContext.h"
-#include "Audio/CAudioParamDef.h"
 #include "Audio/CAudioParamListener.h"
-#include "Audio/CAudioParamRegistry.h"
-#include "Audio/CAudioParamRegistryCreators.h"
 #include "Audio/CAudioParamUndo.h"
 #include "Audio/CAudioParamUndoRecord.h"
-#include "Audio/CAudioProcessTestTree.h"
-#include "Core/CGlobalData.h"
-#include "Core/CResourceTable.h"
-#include "Core/CSystem.h"
-#include "ProductResources.h"
-#include "Support/CErrorText.h"
-#include "Support/CTempFolder.h"
-#include "Support/CTreeBlobWriter.h"
-#include "Support/CUtf8.h"
-
-#include <gtest/gtest.h>
+#include "Audio/CAudioParamTreeTest.h"
 
 #include <cstdio>
 #include <map>
@@ -67,35 +51,20 @@ const char* const kLeaves[] = {"modZumbelModule.signal",
 using CParamState = std::vector<std::vector<std::string>>;
 using CState = std::map<std::string, CParamState>;
 
-class CAudioParamUndoTest : public ::testing::Test
+class CAudioParamUndoTest : public kel::test::CAudioParamTreeTest
 {
 protected:
     void SetUp() override
     {
-        kel::processtest::ensureCreators();
-        ASSERT_EQ(CErrorText::takeMessage(kel::registerAudioParamRegistryCreators()), "");
+        CAudioParamTreeTest::SetUp();
         if (!kel::CObject::hasCreator(CString(kUndoTag)))
         {
             static const kel::CCreatorRow row = kel::CCreatorRow::of<CCountingUndo>(kUndoTag);
             ASSERT_EQ(CErrorText::takeMessage(kel::CObject::registerCreators(&row, 1)), "");
         }
-        previousTable = kel::CResourceTable::getInstalled();
-        kel::CResourceTable::install(kel::resources::kResourceTable);
-        ASSERT_EQ(shared.loadProduct(), "");
-        kel::CGlobalData::get().useFolders(CString(folder.path().c_str()),
-                                           CString(folder.path().c_str()));
         kel::CSystem::setErrorPresenter([](const char*, const char*, const char*, void*) {},
                                         nullptr);
         build();
-    }
-
-    void TearDown() override
-    {
-        if (root)
-            kel::CObject::destroyObject(root);
-        kel::CSystem::setErrorPresenter(nullptr, nullptr);
-        kel::CGlobalData::get().reset();
-        kel::CResourceTable::install(previousTable);
     }
 
     // The instance objects undo works with, as the product's template has them: collector,
@@ -108,50 +77,11 @@ protected:
         plugin.add(kUndoTag, "interface-base")
             .attr("undo-count-max", "32")
             .attr("param-collector", "^param-collector");
-        plugin.add("audio:param-registry", "param-registry")
-            .attr("hierarchy", "plugin.modMain")
-            .attr("is-master", "true")
-            .attr("id", "z4m1")
-            .attr("param-collector", "^param-collector")
-            .attr("preset-naming", "Master preset")
-            .attr("param-undo", "^interface-base")
-            .attr("preset-name-param", "plugin.modMain.preset-name")
-            .attr("file", "FactoryROM.cbf");
-        blob = kel::CTreeBlobWriter::write(top);
-        root = new kel::CObject();
-        ASSERT_EQ(CErrorText::takeMessage(root->loadFromMemory(blob.data(), blob.size(), true)),
-                  "");
-        collector =
-            dynamic_cast<kel::CAudioParamCollector*>(root->findObject("plugin.param-collector"));
+        addMaster(plugin).attr("param-undo", "^interface-base").attr("file", "FactoryROM.cbf");
+        loadInstance(top, std::vector<const char*>(std::begin(kLeaves), std::end(kLeaves)));
         undo = dynamic_cast<CCountingUndo*>(root->findObject("plugin.interface-base"));
-        master = dynamic_cast<CAudioParamRegistry*>(root->findObject("plugin.param-registry"));
-        ASSERT_NE(collector, nullptr);
         ASSERT_NE(undo, nullptr);
-        ASSERT_NE(master, nullptr);
-        for (const char* leaf : kLeaves)
-        {
-            auto* def =
-                shared.find<kel::CAudioParamDef>((std::string("audio.modMain.") + leaf).c_str());
-            ASSERT_NE(def, nullptr) << leaf;
-            CAudioParamContext context;
-            param(leaf).bind(*def, context);
-        }
         undo->announced = 0;
-    }
-
-    CAudioParam& param(const std::string& leaf)
-    {
-        return *collector->getParam(CString(("plugin.modMain." + leaf).c_str()));
-    }
-    double value(const std::string& leaf, int group = 0, int index = 0)
-    {
-        return param(leaf).getValue(group, index);
-    }
-    std::string valueText(const std::string& leaf, int group = 0, int item = 0)
-    {
-        CString out;
-        param(leaf).getValueText(out, group, item);
-        return CUtf8::of(out);
     }
 
     // One user edit of one value, as the interface base makes it: a record around the setter.
@@ -222,14 +152,7 @@ protected:
         return out;
     }
 
-    kel::test::CTempFolder folder{"kel-undo"};
-    kel::processtest::CSharedTree shared;
-    const kel::CResourceEntry* previousTable = nullptr;
-    std::vector<uint8_t> blob;
-    kel::CObject* root = nullptr;
-    kel::CAudioParamCollector* collector = nullptr;
     CCountingUndo* undo = nullptr;
-    CAudioParamRegistry* master = nullptr;
 };
 
 TEST_F(CAudioParamUndoTest, FullHistoryDropsTheOldestEntryForGood)
@@ -256,33 +179,6 @@ TEST_F(CAudioParamUndoTest, FullHistoryDropsTheOldestEntryForGood)
     EXPECT_EQ(value("modZumbelModule.freq"), 101.0);
     undo->moveTo(32);
     EXPECT_EQ(value("modZumbelModule.freq"), 133.0);
-}
-
-TEST_F(CAudioParamUndoTest, UndoThenANewEditLosesTheRedoTail)
-{
-    edit("modZumbelModule.gain", 0.5, "A");
-    edit("modZumbelModule.gain", 0.25, "B");
-    edit("modZumbelModule.period", 10.0, "C");
-    undo->undo();
-    undo->undo();
-    EXPECT_EQ(value("modZumbelModule.gain"), 0.5);
-    EXPECT_EQ(value("modZumbelModule.period"), 30.0);
-    undo->redo();
-    EXPECT_EQ(value("modZumbelModule.gain"), 0.25);
-
-    edit("modZumbelModule.freq", 880.0, "D");
-    int cursor = -1;
-    EXPECT_EQ(names(&cursor), (std::vector<std::string>{"Undo history start", "A", "B", "D"}));
-    EXPECT_EQ(cursor, 3);
-    const int announced = undo->announced;
-    undo->redo();
-    EXPECT_EQ(value("modZumbelModule.period"), 30.0) << "C is gone";
-    EXPECT_EQ(undo->announced, announced) << "redo at the end does nothing";
-    undo->moveTo(0);
-    EXPECT_EQ(value("modZumbelModule.gain"), 0.251188643150958);
-    EXPECT_EQ(value("modZumbelModule.freq"), 440.0);
-    undo->undo();
-    EXPECT_EQ(undo->announced, announced + 1) << "undo at the start does nothing";
 }
 
 TEST_F(CAudioParamUndoTest, DragsMergeIntoOneEntryUnlessARegistryRecordComesBetween)
@@ -333,25 +229,6 @@ TEST_F(CAudioParamUndoTest, RecordsThatChangeTheGroupCountDoNotMergeWithOnesThat
     EXPECT_EQ(value("modZumbelModule.gain", 2), 0.5);
 }
 
-TEST_F(CAudioParamUndoTest, StringValuesAndTheirGroupsAreRestored)
-{
-    editText("preset-name", "First", "Name", 0);
-    editText("preset-name", "Fourth", "Name", 3);
-    editText("instance-name", "Drums", "Instance", 5);
-    EXPECT_EQ(valueText("instance-name"), "Drums") << "one group only";
-    EXPECT_EQ(stateOf("preset-name").size(), 4u);
-
-    undo->moveTo(0);
-    EXPECT_EQ(valueText("preset-name"), "Default");
-    EXPECT_EQ(valueText("preset-name", 3), "Default");
-    EXPECT_EQ(stateOf("preset-name").size(), 1u);
-    EXPECT_EQ(valueText("instance-name"), "");
-    undo->moveTo(3);
-    EXPECT_EQ(valueText("preset-name"), "First");
-    EXPECT_EQ(valueText("preset-name", 3), "Fourth");
-    EXPECT_EQ(valueText("instance-name"), "Drums");
-}
-
 TEST_F(CAudioParamUndoTest, NothingHappensForTheCurrentPositionOrAnEmptyRecord)
 {
     undo->moveTo(0);
@@ -367,8 +244,12 @@ TEST_F(CAudioParamUndoTest, NothingHappensForTheCurrentPositionOrAnEmptyRecord)
     undo->moveTo(0, false);
     EXPECT_EQ(undo->announced, 2) << "asked not to announce";
     EXPECT_EQ(value("modZumbelModule.freq"), 440.0);
+    undo->undo();
+    EXPECT_EQ(undo->announced, 2) << "undo at the start";
     undo->moveTo(2);
     EXPECT_EQ(undo->announced, 3);
+    undo->redo();
+    EXPECT_EQ(undo->announced, 3) << "redo at the end";
 
     // A change the setter drops (item 4 of a one-item group) leaves the record empty.
     CAudioParamUndoRecord* record = undo->createRecord(CString("Nothing"));
@@ -439,6 +320,8 @@ TEST_F(CAudioParamUndoTest, EachSessionSlotKeepsItsOwnHistory)
     undo->announced = 0;
 
     ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(1, nullptr)), "");
+    EXPECT_EQ(master->getCurrentIndex(), 1);
+    EXPECT_EQ(valueText("preset-name"), "Beep - 1 s 220 Hz @ 30 s");
     EXPECT_TRUE(names().empty()) << "slot 1 has no history yet";
     EXPECT_EQ(undo->announced, 1);
     edit("modZumbelModule.freq", 1000.0, "Slot 1 a");
@@ -457,6 +340,10 @@ TEST_F(CAudioParamUndoTest, EachSessionSlotKeepsItsOwnHistory)
     EXPECT_EQ(value("modZumbelModule.freq"), 1000.0);
     undo->undo();
     EXPECT_EQ(value("modZumbelModule.freq"), 220.0) << "slot 1's factory value";
+
+    // Outside the bank: nothing.
+    ASSERT_EQ(CErrorText::takeMessage(master->selectPreset(7, nullptr)), "");
+    EXPECT_EQ(master->getCurrentIndex(), 1);
 }
 
 TEST_F(CAudioParamUndoTest, CompareSwapsHistoriesWithTheLiveState)
@@ -485,12 +372,19 @@ TEST_F(CAudioParamUndoTest, CompareSwapsHistoriesWithTheLiveState)
     EXPECT_EQ(names().size(), 2u);
     undo->undo();
     EXPECT_EQ(value("modZumbelModule.freq"), 440.0);
+
+    // A copy of the live state replaces the other side.
+    master->copyToCompare();
+    edit("modZumbelModule.freq", 300.0, "B 2");
+    ASSERT_EQ(CErrorText::takeMessage(master->swapCompare()), "");
+    EXPECT_EQ(value("modZumbelModule.freq"), 440.0);
 }
 
-// 1,000 random edits (single values, runs of items, strings, resets, several parameters in one
-// record, drags), with undos, redos and jumps between them. The model is the list of states the
-// parameters went through, one per history position, trimmed and cut as the history should be;
-// after every operation the live parameters must equal the state at the cursor.
+// 1,000 random edits (single values, runs of items, strings in groups and in a single-group
+// parameter, resets, several parameters in one record, drags), with undos, redos and jumps
+// between them: a new edit after undos loses the redo tail, as the model does. The model is the
+// list of states the parameters went through, one per history position, trimmed and cut as the
+// history should be; after every operation the live parameters must equal the state at the cursor.
 TEST_F(CAudioParamUndoTest, RandomEditsUndoAndRedoToExactlyTheStatesSeen)
 {
     std::mt19937 random(20240611);

@@ -24,6 +24,13 @@ CObject* addTo(CObject* parent, const char* tag, const char* name)
     return child;
 }
 
+// Sets the attribute's text and answers the text it then reads as.
+std::string setAndRead(CObject* object, const char* name, const char* value)
+{
+    EXPECT_EQ(CErrorText::takeMessage(object->setAttr(name, value)), "") << name;
+    return CUtf8::of(object->getAttrString(name));
+}
+
 TEST_F(CObjectTest, TakenNamesMoveToTheNextFreeIndex)
 {
     root = new CObject();
@@ -178,8 +185,7 @@ TEST_F(CObjectTest, TypedValuesKeepTheirType)
     EXPECT_EQ(CUtf8::of(root->getAttrString("b")), "true");
     EXPECT_EQ(root->getAttrPointer("p"), &target);
     // Braces in typed values are not expressions: only text is expanded.
-    ASSERT_EQ(root->setAttr("t", "{n}"), nullptr);
-    EXPECT_EQ(CUtf8::of(root->getAttrString("t")), "12");
+    EXPECT_EQ(setAndRead(root, "t", "{n}"), "12");
 }
 
 TEST_F(CObjectTest, ExpressionsResolveFromTheRightAndMayBuildEachOther)
@@ -191,18 +197,12 @@ TEST_F(CObjectTest, ExpressionsResolveFromTheRightAndMayBuildEachOther)
     ASSERT_EQ(a->setAttr("size", "10"), nullptr);
     ASSERT_EQ(a->setAttr("which", "size"), nullptr);
 
-    ASSERT_EQ(b->setAttr("x", "{colour}-{size}"), nullptr);
-    EXPECT_EQ(CUtf8::of(b->getAttrString("x")), "red-10");
-    ASSERT_EQ(b->setAttr("y", "{{which}}"), nullptr);
-    EXPECT_EQ(CUtf8::of(b->getAttrString("y")), "10");
-    ASSERT_EQ(b->setAttr("z", "a{b"), nullptr);
-    EXPECT_EQ(CUtf8::of(b->getAttrString("z")), "a{b");
-    ASSERT_EQ(b->setAttr("w", "x}{"), nullptr);
-    EXPECT_EQ(CUtf8::of(b->getAttrString("w")), "x}{");
-    ASSERT_EQ(b->setAttr("n", "{full-name}.settings"), nullptr);
-    EXPECT_EQ(CUtf8::of(b->getAttrString("n")), "a.b.settings");
-    ASSERT_EQ(b->setAttr("m", "{missing}!"), nullptr);
-    EXPECT_EQ(CUtf8::of(b->getAttrString("m")), "!");
+    EXPECT_EQ(setAndRead(b, "x", "{colour}-{size}"), "red-10");
+    EXPECT_EQ(setAndRead(b, "y", "{{which}}"), "10");
+    EXPECT_EQ(setAndRead(b, "z", "a{b"), "a{b");
+    EXPECT_EQ(setAndRead(b, "w", "x}{"), "x}{");
+    EXPECT_EQ(setAndRead(b, "n", "{full-name}.settings"), "a.b.settings");
+    EXPECT_EQ(setAndRead(b, "m", "{missing}!"), "!");
 }
 
 TEST_F(CObjectTest, EmptyAndDefaultExpressionsInheritTheSameName)
@@ -210,12 +210,9 @@ TEST_F(CObjectTest, EmptyAndDefaultExpressionsInheritTheSameName)
     root = new CObject();
     CObject* a = addTo(root, "core:object", "a");
     ASSERT_EQ(root->setAttr("font-name", "Sans"), nullptr);
-    ASSERT_EQ(a->setAttr("font-name", "{}"), nullptr);
-    EXPECT_EQ(CUtf8::of(a->getAttrString("font-name")), "Sans");
-    ASSERT_EQ(a->setAttr("font-size", "{?12}"), nullptr);
-    EXPECT_EQ(CUtf8::of(a->getAttrString("font-size")), "12");
-    ASSERT_EQ(a->setAttr("font-name", "{?Mono}"), nullptr);
-    EXPECT_EQ(CUtf8::of(a->getAttrString("font-name")), "Sans");
+    EXPECT_EQ(setAndRead(a, "font-name", "{}"), "Sans");
+    EXPECT_EQ(setAndRead(a, "font-size", "{?12}"), "12");
+    EXPECT_EQ(setAndRead(a, "font-name", "{?Mono}"), "Sans");
 }
 
 TEST_F(CObjectTest, PathExpressionsReadOtherObjects)
@@ -226,14 +223,10 @@ TEST_F(CObjectTest, PathExpressionsReadOtherObjects)
     CObject* project = addTo(shared, "core:object", "project");
     ASSERT_EQ(project->setAttr("app-version", "1.2"), nullptr);
     ASSERT_EQ(a->setAttr("placement", "left"), nullptr);
-    ASSERT_EQ(b->setAttr("v", "{/shared::project app-version}"), nullptr);
-    EXPECT_EQ(CUtf8::of(b->getAttrString("v")), "1.2");
-    ASSERT_EQ(b->setAttr("p", "{/^ placement}"), nullptr);
-    EXPECT_EQ(CUtf8::of(b->getAttrString("p")), "left");
-    ASSERT_EQ(b->setAttr("q", "<{/nowhere placement}>"), nullptr);
-    EXPECT_EQ(CUtf8::of(b->getAttrString("q")), "<>");
-    ASSERT_EQ(b->setAttr("r", "<{/^}>"), nullptr);
-    EXPECT_EQ(CUtf8::of(b->getAttrString("r")), "<>");
+    EXPECT_EQ(setAndRead(b, "v", "{/shared::project app-version}"), "1.2");
+    EXPECT_EQ(setAndRead(b, "p", "{/^ placement}"), "left");
+    EXPECT_EQ(setAndRead(b, "q", "<{/nowhere placement}>"), "<>");
+    EXPECT_EQ(setAndRead(b, "r", "<{/^}>"), "<>");
 }
 
 TEST_F(CObjectTest, PathsWalkParentsChildrenAndRoots)
@@ -297,8 +290,7 @@ TEST_F(CObjectTest, LiveLinksFollowTheSourceAndRunHandlers)
     CObject* settings = addTo(root, "core:object", "settings");
     ASSERT_EQ(settings->setAttr("tablet-mode", "false"), nullptr);
     CObject* knob = addTo(root, "test:counting", "knob");
-    ASSERT_EQ(knob->setAttr("mode", "{*/settings tablet-mode}"), nullptr);
-    EXPECT_EQ(CUtf8::of(knob->getAttrString("mode")), "false");
+    EXPECT_EQ(setAndRead(knob, "mode", "{*/settings tablet-mode}"), "false");
     ASSERT_EQ(knob->getAttrSources().getCount(), 1);
     EXPECT_EQ(settings->getAttrListeners().getCount(), 1);
 
@@ -314,8 +306,7 @@ TEST_F(CObjectTest, LiveLinksFollowTheSourceAndRunHandlers)
 
     // A child name is sought here and at the ancestors.
     CObject* deep = addTo(knob, "core:object", "deep");
-    ASSERT_EQ(deep->setAttr("t", "{*settings tablet-mode}"), nullptr);
-    EXPECT_EQ(CUtf8::of(deep->getAttrString("t")), "true");
+    EXPECT_EQ(setAndRead(deep, "t", "{*settings tablet-mode}"), "true");
 }
 
 TEST_F(CObjectTest, LinksThatCannotBeMadeGiveEmptyValues)
@@ -327,14 +318,10 @@ TEST_F(CObjectTest, LinksThatCannotBeMadeGiveEmptyValues)
     ASSERT_EQ(a->setAttr("v", "2"), nullptr);
     locked->setReadOnly(true);
 
-    ASSERT_EQ(a->setAttr("x", "<{*^}>"), nullptr);
-    EXPECT_EQ(CUtf8::of(a->getAttrString("x")), "<>");
-    ASSERT_EQ(a->setAttr("y", "<{*/locked v}>"), nullptr);
-    EXPECT_EQ(CUtf8::of(a->getAttrString("y")), "<>");
-    ASSERT_EQ(a->setAttr("z", "<{*/a v}>"), nullptr);
-    EXPECT_EQ(CUtf8::of(a->getAttrString("z")), "<>");
-    ASSERT_EQ(a->setAttr("u", "<{*/nowhere v}>"), nullptr);
-    EXPECT_EQ(CUtf8::of(a->getAttrString("u")), "<>");
+    EXPECT_EQ(setAndRead(a, "x", "<{*^}>"), "<>");
+    EXPECT_EQ(setAndRead(a, "y", "<{*/locked v}>"), "<>");
+    EXPECT_EQ(setAndRead(a, "z", "<{*/a v}>"), "<>");
+    EXPECT_EQ(setAndRead(a, "u", "<{*/nowhere v}>"), "<>");
     EXPECT_TRUE(a->getAttrSources().isEmpty());
     EXPECT_TRUE(locked->getAttrListeners().isEmpty());
 }

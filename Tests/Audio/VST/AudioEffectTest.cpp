@@ -40,10 +40,16 @@ private:
     int* destroyed;
 };
 
-TEST(AudioEffect, RecordStartsWithFormatDefaults)
+// A host and its view of the plug-in, which unloads whatever is left when the test ends.
+class AudioEffectTest : public ::testing::Test
 {
+protected:
     CVstHost host;
-    CHostedPlugin plugin(host);
+    CHostedPlugin plugin{host};
+};
+
+TEST_F(AudioEffectTest, RecordStartsWithFormatDefaults)
+{
     ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
     AEffect* effect = plugin.getEffect();
     EXPECT_EQ(effect->magic, kVstEffectMagic);
@@ -58,41 +64,33 @@ TEST(AudioEffect, RecordStartsWithFormatDefaults)
     EXPECT_EQ(plugin.close(), 1);
 }
 
-TEST(AudioEffect, CloseDeletesEffectAndEditorWithoutLeaks)
+TEST_F(AudioEffectTest, TheEditorIsIdledReplacedAndDeletedWithTheEffectWithoutLeaks)
 {
-    CVstHost host;
-    CHostedPlugin plugin(host);
     const int64_t liveBefore = CAllocator::liveBlocks();
     int editorsDestroyed = 0;
     ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
     AudioEffectX* bare = bareOf(plugin);
-    bare->setEditor(new CRecordingEditor(bare, &editorsDestroyed));
+    auto* first = new CRecordingEditor(bare, &editorsDestroyed);
+    bare->setEditor(first);
     EXPECT_NE(bare->getAeffect()->flags & kEffectFlagHasEditor, 0);
-    EXPECT_EQ(plugin.close(), 1);
-    EXPECT_EQ(editorsDestroyed, 1);
-    EXPECT_EQ(CAllocator::liveBlocks(), liveBefore);
-}
-
-TEST(AudioEffect, ReplacingAnEditorDeletesTheOldOne)
-{
-    CVstHost host;
-    CHostedPlugin plugin(host);
-    ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
-    int editorsDestroyed = 0;
-    AudioEffectX* bare = bareOf(plugin);
-    bare->setEditor(new CRecordingEditor(bare, &editorsDestroyed));
+    plugin.dispatch(kEffEditIdle);
+    plugin.dispatch(kEffEditIdle);
+    EXPECT_EQ(first->idleCalls, 2);
+    // A second editor replaces the first, which goes; none at all clears the flag.
     bare->setEditor(new CRecordingEditor(bare, &editorsDestroyed));
     EXPECT_EQ(editorsDestroyed, 1);
     bare->setEditor(nullptr);
     EXPECT_EQ(editorsDestroyed, 2);
     EXPECT_EQ(bare->getAeffect()->flags & kEffectFlagHasEditor, 0);
-    plugin.close();
+    // Closing takes the effect's editor with it.
+    bare->setEditor(new CRecordingEditor(bare, &editorsDestroyed));
+    EXPECT_EQ(plugin.close(), 1);
+    EXPECT_EQ(editorsDestroyed, 3);
+    EXPECT_EQ(CAllocator::liveBlocks(), liveBefore);
 }
 
-TEST(AudioEffect, EditorCallsWithoutEditorAreHarmless)
+TEST_F(AudioEffectTest, EditorCallsWithoutEditorAreHarmless)
 {
-    CVstHost host;
-    CHostedPlugin plugin(host);
     ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
     ERect* rect = reinterpret_cast<ERect*>(&host); // must be overwritten or left alone, not read
     EXPECT_EQ(plugin.dispatch(kEffEditGetRect, 0, 0, &rect), 0);
@@ -101,22 +99,6 @@ TEST(AudioEffect, EditorCallsWithoutEditorAreHarmless)
     EXPECT_EQ(plugin.dispatch(kEffEditOpen, 0, 0, &parent), 0);
     EXPECT_EQ(plugin.dispatch(kEffEditClose), 0);
     EXPECT_EQ(plugin.dispatch(kEffEditKeyDown, 'a', 0), 0);
-    plugin.close();
-}
-
-TEST(AudioEffect, EditIdleReachesTheEditor)
-{
-    CVstHost host;
-    CHostedPlugin plugin(host);
-    ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
-    int editorsDestroyed = 0;
-    AudioEffectX* bare = bareOf(plugin);
-    auto* editor = new CRecordingEditor(bare, &editorsDestroyed);
-    bare->setEditor(editor);
-    plugin.dispatch(kEffEditIdle);
-    plugin.dispatch(kEffEditIdle);
-    EXPECT_EQ(editor->idleCalls, 2);
-    plugin.close();
 }
 
 // What the bare effect answers to an opcode that brings no data.
@@ -129,10 +111,8 @@ intptr_t answerWithoutData(int32_t opcode)
     return 0;
 }
 
-TEST(AudioEffect, NullPointersFromTheHostAnswerZero)
+TEST_F(AudioEffectTest, NullPointersFromTheHostAnswerZero)
 {
-    CVstHost host;
-    CHostedPlugin plugin(host);
     ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
     AEffect* effect = plugin.getEffect();
     for (int32_t opcode = 0; opcode <= 80; ++opcode)
@@ -151,14 +131,11 @@ TEST(AudioEffect, NullPointersFromTheHostAnswerZero)
     effect->processReplacing(nullptr, nullptr, nullptr, 64);
     effect->processDoubleReplacing(nullptr, nullptr, nullptr, 64);
     effect->process(nullptr, nullptr, nullptr, 64);
-    plugin.close();
 }
 
-TEST(AudioEffect, HostCallsCarryTheirArguments)
+TEST_F(AudioEffectTest, HostCallsCarryTheirArguments)
 {
-    CVstHost host;
     host.setTempo(97.5);
-    CHostedPlugin plugin(host);
     ASSERT_EQ(plugin.attach(&bareEntry<4>, "bare"), nullptr);
     AudioEffectX* bare = bareOf(plugin);
     EXPECT_EQ(bare->getMasterVersion(), 2400);
@@ -188,15 +165,12 @@ TEST(AudioEffect, HostCallsCarryTheirArguments)
     EXPECT_EQ(plugin.getCallbacks(kHostBeginEdit).at(0).index, 3);
     EXPECT_EQ(plugin.getCallbacks(kHostEndEdit).at(0).index, 3);
     EXPECT_EQ(plugin.getCallbacks(kHostGetTime).at(0).value, kTimeTempoValid);
-    plugin.close();
 }
 
-TEST(AudioEffect, HostStringsStayEmptyWhenTheHostDoesNotAnswer)
+TEST_F(AudioEffectTest, HostStringsStayEmptyWhenTheHostDoesNotAnswer)
 {
-    CVstHost host;
     host.setVendor(""); // the host then answers 0
     host.setProduct("Test Host");
-    CHostedPlugin plugin(host);
     ASSERT_EQ(plugin.attach(&bareEntry<1>, "bare"), nullptr);
     AudioEffectX* bare = bareOf(plugin);
     char text[kVstHostStringBytes];
@@ -205,10 +179,9 @@ TEST(AudioEffect, HostStringsStayEmptyWhenTheHostDoesNotAnswer)
     EXPECT_STREQ(text, "");
     EXPECT_TRUE(bare->getHostProductString(text));
     EXPECT_STREQ(text, "Test Host");
-    plugin.close();
 }
 
-TEST(AudioEffect, CopyTextCutsToTheBufferAndKeepsTheByteAfterIt)
+TEST_F(AudioEffectTest, CopyTextCutsToTheBufferAndKeepsTheByteAfterIt)
 {
     char buffer[9];
     std::memset(buffer, '#', sizeof(buffer));

@@ -104,10 +104,9 @@ TEST_F(CAudioWrapperVSTParamTest, SixParametersWithNamesUnitsAndValues)
 TEST_F(CAudioWrapperVSTParamTest, HostSetsValuesWithoutBeingCalledBack)
 {
     plugin.clearRecords();
-    effect->setParameter(effect, kGain, 0.5f);
+    for (int32_t index = -1; index < 8; ++index)
+        effect->setParameter(effect, index, 0.5f);
     effect->setParameter(effect, 0, 1.0f);
-    effect->setParameter(effect, 6, 0.5f);
-    effect->setParameter(effect, -1, 0.5f);
     EXPECT_EQ(hostCalls(), 0);
     EXPECT_NEAR(effect->getParameter(effect, kGain), 0.5f, 1e-6);
     EXPECT_EQ(text(kEffGetParamDisplay, kGain), "-18.0");

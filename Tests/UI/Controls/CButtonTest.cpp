@@ -8,6 +8,7 @@
 #include "UI/Controls/CButtonTreeTest.h"
 #include "UI/Controls/CTextView.h"
 #include "UI/Params/CParamTestFixture.h"
+#include "Support/CUtf8.h"
 
 #include <algorithm>
 #include <string>
@@ -18,13 +19,6 @@ using namespace kel;
 
 namespace
 {
-
-std::string utf8(const CString& text)
-{
-    char buffer[256];
-    text.toUtf8(buffer, sizeof buffer);
-    return buffer;
-}
 
 class CButtonTest : public test::CButtonTreeTest
 {
@@ -108,7 +102,8 @@ protected:
     }
     std::string shared() const
     {
-        return utf8(find<CObject>("ui.local-data.flag")->getAttrString(CString("is-on")));
+        return test::CUtf8::of(
+            find<CObject>("ui.local-data.flag")->getAttrString(CString("is-on")));
     }
     void press(CButton* view, int which = 1)
     {
@@ -158,8 +153,8 @@ TEST_F(CButtonTest, OnlyAPressReleasedOverTheButtonRunsItsCommands)
 TEST_F(CButtonTest, DisabledButtonIgnoresTheMouseAndDrawsInTheDisabledRole)
 {
     CButton* off = button("off");
-    EXPECT_EQ(utf8(off->getColors().getRootName()), "/Disabled");
-    EXPECT_EQ(utf8(off->getLabel()->getColors().getRootName()), "/DisabledText");
+    EXPECT_EQ(test::CUtf8::of(off->getColors().getRootName()), "/Disabled");
+    EXPECT_EQ(test::CUtf8::of(off->getLabel()->getColors().getRootName()), "/DisabledText");
     click(off);
     EXPECT_FALSE(flag("go"));
     EXPECT_FALSE(off->isPushed());
@@ -167,8 +162,8 @@ TEST_F(CButtonTest, DisabledButtonIgnoresTheMouseAndDrawsInTheDisabledRole)
 
     ASSERT_EQ(
         test::CErrorText::takeMessage(off->setAttr(CString("is-disabled"), CAttrValue(false))), "");
-    EXPECT_EQ(utf8(off->getColors().getRootName()), "Button");
-    EXPECT_EQ(utf8(off->getLabel()->getColors().getRootName()), "ButtonText");
+    EXPECT_EQ(test::CUtf8::of(off->getColors().getRootName()), "Button");
+    EXPECT_EQ(test::CUtf8::of(off->getLabel()->getColors().getRootName()), "ButtonText");
     // Away and back, so that the window hands the pointer to it again.
     moveTo(0, 59);
     click(off);
@@ -213,7 +208,7 @@ TEST_F(CButtonTest, ToggleWritesItsSharedAttributeAndFollowsIt)
         "");
     EXPECT_TRUE(toggle->isActive());
     // Hovered and active: the colour row is the one the palettes name.
-    EXPECT_EQ(utf8(toggle->getColorState()), "ActiveHover");
+    EXPECT_EQ(test::CUtf8::of(toggle->getColorState()), "ActiveHover");
 }
 
 TEST_F(CButtonTest, PressedLabelIsDrawnOnePixelRightAndDown)
@@ -263,12 +258,13 @@ TEST_F(CButtonTest, PressedLabelIsDrawnOnePixelRightAndDown)
 
 TEST_F(CButtonTest, ListButtonsShowTheSelectedItemOrDashes)
 {
-    EXPECT_EQ(utf8(button("listed")->getShownTitle()), "High");
-    EXPECT_EQ(utf8(button("unlisted")->getShownTitle()), "---");
+    EXPECT_EQ(test::CUtf8::of(button("listed")->getShownTitle()), "High");
+    EXPECT_EQ(test::CUtf8::of(button("unlisted")->getShownTitle()), "---");
     ASSERT_EQ(test::CErrorText::takeMessage(
                   button("listed")->setAttr(CString("selected-item"), CAttrValue(int32_t(0)))),
               "");
-    EXPECT_EQ(utf8(button("listed")->getLabel()->getAttrString(CString("title"))), "Low");
+    EXPECT_EQ(test::CUtf8::of(button("listed")->getLabel()->getAttrString(CString("title"))),
+              "Low");
 }
 
 TEST_F(CButtonTest, ABButtonBoldsTheCurrentState)
@@ -276,8 +272,8 @@ TEST_F(CButtonTest, ABButtonBoldsTheCurrentState)
     auto* ab = find<CButtonAB>("ui.win.ab");
     auto titles = [&]
     {
-        return utf8(ab->getLabelA()->getAttrString(CString("title"))) + " " +
-               utf8(ab->getLabelB()->getAttrString(CString("title")));
+        return test::CUtf8::of(ab->getLabelA()->getAttrString(CString("title"))) + " " +
+               test::CUtf8::of(ab->getLabelB()->getAttrString(CString("title")));
     };
     ASSERT_NE(ab->findObject(CString(".labels.a")), nullptr);
     EXPECT_EQ(titles(), "[B]A[/B] B");

@@ -44,18 +44,14 @@ protected:
     makeWindowTree(CTreeBlobWriter::Node& tree, int width, int height,
                    const std::function<void(CTreeBlobWriter::Node& ui)>& before = nullptr)
     {
-        CTreeBlobWriter::Node& ui = tree.add("ui:ui-event-bridge", "ui");
-        ui.add("ui:window-shared-data", "window-shared-data");
-        addButtonTemplates(ui);
-        if (before)
-            before(ui);
-        CTreeBlobWriter::Node& win = ui.add("ui:view", "win");
-        win.attr("is-root-view", "true")
-            .attr("width", std::to_string(width))
-            .attr("height", std::to_string(height));
-        win.attr("spread", "L4").attr("palette", "Default").attr("color", "Background");
-        win.attr("is-filled", "true").attr("font-name", "shared::fnt.base");
-        win.add("ui:window-renderer", "window-renderer").attr("fps", "40");
+        CTreeBlobWriter::Node& win = addWindow(tree, width, height,
+                                               [&](CTreeBlobWriter::Node& ui)
+                                               {
+                                                   addButtonTemplates(ui);
+                                                   if (before)
+                                                       before(ui);
+                                               });
+        win.attr("spread", "L4");
         return win;
     }
 

@@ -25,12 +25,7 @@ TEST_F(CGradientTest, ItMixesItsColourOverWhatLiesBelowAlongItsRun)
     // Panel (#545a62) over the Background (#363a40) of the default palette: down a 1 by 4
     // strip from alpha 0 to 255, and back along a 4 by 1 strip from 255 to 0.
     CTreeBlobWriter::Node tree;
-    CTreeBlobWriter::Node& ui = tree.add("ui:ui-event-bridge", "ui");
-    ui.add("ui:window-shared-data", "window-shared-data");
-    CTreeBlobWriter::Node& win = ui.add("ui:view", "win");
-    win.attr("is-root-view", "true").attr("width", "20").attr("height", "20");
-    win.attr("palette", "Default").attr("color", "Background").attr("is-filled", "true");
-    win.add("ui:window-renderer", "window-renderer").attr("fps", "40");
+    CTreeBlobWriter::Node& win = addWindow(tree, 20, 20);
     win.add("ui:overlay-gradient", "down")
         .attr("placement", "top")
         .attr("width", "1")

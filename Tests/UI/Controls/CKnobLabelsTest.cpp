@@ -5,9 +5,7 @@
 #include "UI/Controls/CKnobLabels.h"
 #include "UI/Controls/CTextView.h"
 #include "UI/Lists/CValueListAudio.h"
-#include "Core/CDataSetObject.h"
-#include "UI/Params/CParamTestFixture.h"
-#include "UI/Resources/CFontObject.h"
+#include "UI/Controls/CKnobParamTest.h"
 
 #include <gtest/gtest.h>
 
@@ -22,25 +20,6 @@ namespace paramtest
 namespace
 {
 
-// The shared tree's pictures, palette and faces load on first use and then live as long as the
-// tree: loaded before the test, they are part of the fixture's count of live blocks.
-void preloadSharedResources()
-{
-    for (const char* path :
-         {"shared::is.knob", "shared::is.frame", "shared::pal.Default", "shared::fnt.micro"})
-    {
-        CObject* found = CObject::getSharedRoot()->findObject(CString(path));
-        if (auto* dataSet = dynamic_cast<CDataSetObject*>(found); dataSet && !dataSet->isLoaded())
-        {
-            EXPECT_EQ(test::CErrorText::takeMessage(dataSet->loadNow()), "") << path;
-        }
-        if (auto* font = dynamic_cast<CFontObject*>(found); font && !font->isLoaded())
-        {
-            EXPECT_EQ(test::CErrorText::takeMessage(font->loadNow()), "") << path;
-        }
-    }
-}
-
 struct CLabelsTree
 {
     bool withScale = true;
@@ -50,20 +29,13 @@ struct CLabelsTree
 
 // A window of one knob of the product's size on the gain, its labels hidden until the state
 // "show" (as the main window has them), and the label template as the editor's tree has it.
-class CKnobLabelsTest : public CParamTest
+class CKnobLabelsTest : public CKnobParamTest
 {
 protected:
-    void SetUp() override
-    {
-        CParamTest::SetUp();
-        const int64_t unloaded = CAllocator::liveBlocks();
-        preloadSharedResources();
-        liveBefore += CAllocator::liveBlocks() - unloaded;
-    }
     void TearDown() override
     {
         CGlobalSettings::values().showKnobLabels = true;
-        CParamTest::TearDown();
+        CKnobParamTest::TearDown();
     }
 
     std::string makeLabels(const CLabelsTree& shape = CLabelsTree())
@@ -259,16 +231,16 @@ TEST_F(CKnobLabelsTest, MissingListOrTemplateFailsInit)
 {
     CLabelsTree noScale;
     noScale.withScale = false;
-    const std::string error = makeLabels(noScale);
-    EXPECT_NE(error.find("Unable to locate scale values."), std::string::npos) << error;
-}
-
-TEST_F(CKnobLabelsTest, MissingTemplateFailsInit)
-{
     CLabelsTree noTemplate;
     noTemplate.withTemplate = false;
-    const std::string error = makeLabels(noTemplate);
-    EXPECT_NE(error.find("Unable to create scale labels."), std::string::npos) << error;
+    for (const auto& [shape, message] : {std::pair{noScale, "Unable to locate scale values."},
+                                         std::pair{noTemplate, "Unable to create scale labels."}})
+    {
+        const std::string error = makeLabels(shape);
+        EXPECT_NE(error.find(message), std::string::npos) << error;
+        CObject::destroyObject(ui);
+        ui = nullptr;
+    }
 }
 
 } // namespace

@@ -2,9 +2,7 @@
 // then knobs in a window tree: their pixels against the frames drawn directly, the swatch colour
 // of the indicator, where a press starts which drag, and the Ctrl link to a second knob.
 #include "UI/Controls/CKnob.h"
-#include "Core/CDataSetObject.h"
-#include "UI/Params/CParamTestFixture.h"
-#include "UI/Resources/CFontObject.h"
+#include "UI/Controls/CKnobParamTest.h"
 #include "UI/Resources/CColor.h"
 #include "UI/Resources/CColorSwatch.h"
 #include "UI/Resources/CImage.h"
@@ -79,25 +77,6 @@ namespace paramtest
 namespace
 {
 
-// The shared tree's pictures, palette and faces load on first use and then live as long as the
-// tree: loaded before the test, they are part of the fixture's count of live blocks.
-void preloadSharedResources()
-{
-    for (const char* path :
-         {"shared::is.knob", "shared::is.frame", "shared::pal.Default", "shared::fnt.micro"})
-    {
-        CObject* found = CObject::getSharedRoot()->findObject(CString(path));
-        if (auto* dataSet = dynamic_cast<CDataSetObject*>(found); dataSet && !dataSet->isLoaded())
-        {
-            EXPECT_EQ(test::CErrorText::takeMessage(dataSet->loadNow()), "") << path;
-        }
-        if (auto* font = dynamic_cast<CFontObject*>(found); font && !font->isLoaded())
-        {
-            EXPECT_EQ(test::CErrorText::takeMessage(font->loadNow()), "") << path;
-        }
-    }
-}
-
 constexpr uint32_t kBackdrop = 0x123456;
 
 CColor flat(uint32_t rgb)
@@ -112,16 +91,9 @@ CColor flat(uint32_t rgb)
 // fixture: "partner" on the period, then "knob" on the gain beside it, a view "ref" over the knob
 // that draws frames directly, and in a second window "round", a knob of 100 by 100 whose centre
 // (50, 50) and radii (25 and 37.5) are whole enough to press exactly on an edge.
-class CKnobTreeTest : public CParamTest
+class CKnobTreeTest : public CKnobParamTest
 {
 protected:
-    void SetUp() override
-    {
-        CParamTest::SetUp();
-        const int64_t unloaded = CAllocator::liveBlocks();
-        preloadSharedResources();
-        liveBefore += CAllocator::liveBlocks() - unloaded;
-    }
     void TearDown() override
     {
         CGlobalSettings::values().radialKnobMode = false;
@@ -130,7 +102,7 @@ protected:
         ui = nullptr;
         palette.reset();
         picture.reset();
-        CParamTest::TearDown();
+        CKnobParamTest::TearDown();
     }
 
     // knobAttrs are added to "knob" (name, value pairs).
@@ -320,12 +292,6 @@ TEST_F(CKnobTreeTest, SwatchColourReplacesTheIndicatorOnly)
     EXPECT_TRUE(drawKnob() == plain) << "Custom1 is not in the palette";
 }
 
-TEST_F(CKnobTreeTest, SwatchThatIsNotThereFailsInit)
-{
-    const std::string error = makeKnobs({{"color-swatch", "ui.no-swatch"}});
-    EXPECT_NE(error.find("refers to a non-existent object"), std::string::npos) << error;
-}
-
 TEST_F(CKnobTreeTest, PressExactlyOnTheInnerRadiusIsTheRing)
 {
     ASSERT_EQ(makeKnobs(), "");
@@ -403,16 +369,20 @@ TEST_F(CKnobTreeTest, LinkedKnobFollowsTheSameWayUnlessInversed)
     EXPECT_NEAR(valueOf(partner), 0.25 + 10 * p, 1e-9);
 }
 
-TEST_F(CKnobTreeTest, LinkToItselfOrToNothingFailsInit)
+TEST_F(CKnobTreeTest, ASwatchOrLinkedKnobThatIsNotThereFailsInit)
 {
-    std::string error = makeKnobs({{"linked-knob", "."}});
-    EXPECT_NE(error.find("refers to a non-existent object '.'"), std::string::npos) << error;
-}
-
-TEST_F(CKnobTreeTest, LinkToAMissingKnobFailsInit)
-{
-    const std::string error = makeKnobs({{"linked-knob", "^nobody"}});
-    EXPECT_NE(error.find("refers to a non-existent object '^nobody'"), std::string::npos) << error;
+    // A link to "." is one to the knob itself, which is no other knob.
+    const std::pair<const char*, const char*> cases[] = {
+        {"color-swatch", "ui.no-swatch"}, {"linked-knob", "."}, {"linked-knob", "^nobody"}};
+    for (const auto& [attrName, target] : cases)
+    {
+        const std::string error = makeKnobs({{attrName, target}});
+        EXPECT_NE(error.find(std::string("refers to a non-existent object '") + target + "'"),
+                  std::string::npos)
+            << error;
+        CObject::destroyObject(ui);
+        ui = nullptr;
+    }
 }
 
 } // namespace

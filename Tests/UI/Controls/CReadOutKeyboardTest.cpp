@@ -8,6 +8,7 @@
 #include "Support/CTempFolder.h"
 #include "UI/Controls/CButtonTreeTest.h"
 #include "UI/Controls/CReadOut.h"
+#include "Support/CUtf8.h"
 
 #include <set>
 #include <string>
@@ -20,13 +21,6 @@ namespace
 
 constexpr uint32_t kKeyReturn = 0xff0d;
 constexpr uint32_t kKeyEscape = 0xff1b;
-
-std::string utf8(const CString& text)
-{
-    char buffer[256];
-    text.toUtf8(buffer, sizeof buffer);
-    return buffer;
-}
 
 // The compiled templates of from, as children of to.
 void copyTemplates(const CCompiledNode& from, CTreeBlobWriter::Node& to)
@@ -113,8 +107,8 @@ protected:
 
     std::string value(const char* name = "first") const
     {
-        return utf8(root->findObject(CString("ui.local-data.") + CString(name))
-                        ->getAttrString(CString("value")));
+        return test::CUtf8::of(root->findObject(CString("ui.local-data.") + CString(name))
+                                   ->getAttrString(CString("value")));
     }
     CViewBaseCtlEvents* keyboard() const { return readOut->getOpenPopup(); }
     CReadOut* field() const
@@ -124,8 +118,9 @@ protected:
     }
     std::string fieldText() const
     {
-        return field() && field()->getEditBox() ? utf8(field()->getEditBox()->getEditText())
-                                                : std::string("<not editing>");
+        return field() && field()->getEditBox()
+                   ? test::CUtf8::of(field()->getEditBox()->getEditText())
+                   : std::string("<not editing>");
     }
     CHeadlessWindow* keyboardScreen() const
     {
@@ -139,7 +134,7 @@ protected:
         CObject* popup = keyboard();
         for (int i = 0; popup && i < popup->getChildCount(); ++i)
         {
-            if (utf8(popup->getChild(i)->getAttrString(CString("vk-key"))) == text)
+            if (test::CUtf8::of(popup->getChild(i)->getAttrString(CString("vk-key"))) == text)
                 return dynamic_cast<CViewBase*>(popup->getChild(i));
         }
         ADD_FAILURE() << "no key " << text;
@@ -215,7 +210,7 @@ TEST_F(CReadOutKeyboardTest, AClickOpensTheKeyboardBelowOnlyWhileTheSettingIsOn)
     ASSERT_NE(field(), nullptr);
     CTextView* box = field()->getEditBox();
     ASSERT_NE(box, nullptr);
-    EXPECT_EQ(utf8(box->getEditText()), "1.5");
+    EXPECT_EQ(test::CUtf8::of(box->getEditText()), "1.5");
     EXPECT_EQ(box->getSelectionStart(), 0);
     EXPECT_EQ(box->getSelectionEnd(), 3);
     EXPECT_EQ(keyboard()->findWindow()->getKeyFocusView(), box);
@@ -257,7 +252,7 @@ TEST_F(CReadOutKeyboardTest, EveryKeyboardTemplateOpensWithItsKeys)
         for (int i = 0; i < keyboard()->getChildCount(); ++i)
         {
             const std::string text =
-                utf8(keyboard()->getChild(i)->getAttrString(CString("vk-key")));
+                test::CUtf8::of(keyboard()->getChild(i)->getAttrString(CString("vk-key")));
             if (!text.empty())
             {
                 keys.insert(text);
@@ -287,11 +282,11 @@ TEST_F(CReadOutKeyboardTest, KeysTypeCapsTurnsTheLettersAndEnterCommits)
     EXPECT_EQ(fieldText(), "7.");
     // CAPS: the letter keys' titles and what they type turn upper case, and back.
     press("CAPS");
-    EXPECT_EQ(utf8(key("q")->getAttrString(CString("title"))), "Q");
+    EXPECT_EQ(test::CUtf8::of(key("q")->getAttrString(CString("title"))), "Q");
     EXPECT_TRUE(key("CAPS")->getAttrBool(CString("is-active"), false));
     press("q");
     press("CAPS");
-    EXPECT_EQ(utf8(key("q")->getAttrString(CString("title"))), "q");
+    EXPECT_EQ(test::CUtf8::of(key("q")->getAttrString(CString("title"))), "q");
     press("q");
     press(" ");
     EXPECT_EQ(fieldText(), "7.Qq ");
@@ -305,7 +300,7 @@ TEST_F(CReadOutKeyboardTest, KeysTypeCapsTurnsTheLettersAndEnterCommits)
     press("Enter");
     EXPECT_EQ(keyboard(), nullptr);
     EXPECT_EQ(value(), "7.2");
-    EXPECT_EQ(utf8(readOut->getContent()), "7.2");
+    EXPECT_EQ(test::CUtf8::of(readOut->getContent()), "7.2");
     EXPECT_FALSE(screen->hasKeyFocus());
 
     // The physical Return commits too.
@@ -369,7 +364,7 @@ TEST_F(CReadOutKeyboardTest, CopyThenPasteRoundTripsTheValue)
         ASSERT_NE(keyboard(), nullptr);
         auto* list = dynamic_cast<CTextView*>(keyboard()->findObject(CString(".list")));
         ASSERT_NE(list, nullptr);
-        EXPECT_EQ(utf8(list->getContent()), "Copy\nPaste");
+        EXPECT_EQ(test::CUtf8::of(list->getContent()), "Copy\nPaste");
         const CLinearBitmap::Rect area = list->getViewRect();
         ASSERT_GE(list->getWrapper().getLineCount(), 2);
         CNativeWindow::CInputEvent event;
@@ -390,9 +385,9 @@ TEST_F(CReadOutKeyboardTest, CopyThenPasteRoundTripsTheValue)
     ASSERT_EQ(root->findObject(CString("ui.local-data.first"))
                   ->setAttr(CString("value"), CAttrValue("8")),
               nullptr);
-    EXPECT_EQ(utf8(readOut->getContent()), "8");
+    EXPECT_EQ(test::CUtf8::of(readOut->getContent()), "8");
     choose(1);
     EXPECT_EQ(value(), "1.5");
-    EXPECT_EQ(utf8(readOut->getContent()), "1.5");
+    EXPECT_EQ(test::CUtf8::of(readOut->getContent()), "1.5");
     EXPECT_FALSE(screen->hasKeyFocus()) << "the keys go back once the text came";
 }

@@ -28,13 +28,7 @@ protected:
         // A list 100 by 100 at the top left, its bar 10 wide beside it, 20 pixels of window
         // below both.
         CTreeBlobWriter::Node tree;
-        CTreeBlobWriter::Node& ui = tree.add("ui:ui-event-bridge", "ui");
-        ui.add("ui:window-shared-data", "window-shared-data");
-        CTreeBlobWriter::Node& win = ui.add("ui:view", "win");
-        win.attr("is-root-view", "true").attr("width", "200").attr("height", "120");
-        win.attr("palette", "Default").attr("color", "Background").attr("is-filled", "true");
-        win.attr("font-name", "shared::fnt.base");
-        win.add("ui:window-renderer", "window-renderer").attr("fps", "40");
+        CTreeBlobWriter::Node& win = addWindow(tree, 200, 120);
         CTreeBlobWriter::Node& list = win.add("ui:view", "list");
         list.attr("placement", "left").attr("width", "100").attr("outer-border", "B20");
         list.attr("is-scrollable", "true");

@@ -8,6 +8,7 @@
 #include "UI/Controls/CSelectorPalette.h"
 #include "UI/Controls/CSelectorScale.h"
 #include "UI/Controls/CTextView.h"
+#include "Support/CUtf8.h"
 
 #include <string>
 #include <vector>
@@ -16,13 +17,6 @@ using namespace kel;
 
 namespace
 {
-
-std::string utf8(const CString& text)
-{
-    char buffer[256];
-    text.toUtf8(buffer, sizeof buffer);
-    return buffer;
-}
 
 // Notes every event it hears as "event index".
 class CSelectorEventLog : public CObject
@@ -41,7 +35,7 @@ private:
     {
         const CAttrValue* event = params.find(CString("event-name"));
         const CAttrValue* index = params.find(CString("index"));
-        lines.push_back((event ? utf8(event->getString()) : std::string("?")) + " " +
+        lines.push_back((event ? test::CUtf8::of(event->getString()) : std::string("?")) + " " +
                         std::to_string(index ? index->getInt() : -99));
         return nullptr;
     }
@@ -113,7 +107,7 @@ protected:
 
     std::string shared(const char* name, const char* attr) const
     {
-        return utf8(
+        return test::CUtf8::of(
             find<CObject>(std::string("ui.local-data.") + name)->getAttrString(CString(attr)));
     }
     static std::vector<int> activeButtons(const CSelector& selector)
@@ -132,7 +126,7 @@ TEST_F(CSelectorTest, ButtonsReportTheirIndexAndAReleaseMakesItsButtonActive)
 {
     auto* row = find<CSelector>("ui.win.row");
     ASSERT_EQ(row->getButtonCount(), 3);
-    EXPECT_EQ(utf8(row->getButton(2)->getShownTitle()), "Three");
+    EXPECT_EQ(test::CUtf8::of(row->getButton(2)->getShownTitle()), "Three");
     EXPECT_EQ(row->getButton(1)->getViewRect().left, row->getButton(0)->getViewRect().right + 2)
         << "a row, spread as the selector says";
     EXPECT_EQ(row->getActiveButton(), -1);
@@ -169,8 +163,8 @@ TEST_F(CSelectorTest, PaletteSelectorHasAButtonPerPaletteAndWritesTheChosenName)
     ASSERT_EQ(palettes->getButtonCount(), pal->getChildCount());
     ASSERT_GE(pal->getChildCount(), 3);
     for (int i = 0; i < pal->getChildCount(); ++i)
-        EXPECT_EQ(utf8(palettes->getButton(i)->getColors().getRootName()),
-                  "PalIcon" + utf8(pal->getChild(i)->getName()));
+        EXPECT_EQ(test::CUtf8::of(palettes->getButton(i)->getColors().getRootName()),
+                  "PalIcon" + test::CUtf8::of(pal->getChild(i)->getName()));
     // The scheme in force is the active button (the store outlives the tree: set it first).
     ASSERT_EQ(test::CErrorText::takeMessage(
                   find<CSharedAttribute>("ui.local-data.ui-color-scheme")
@@ -180,9 +174,9 @@ TEST_F(CSelectorTest, PaletteSelectorHasAButtonPerPaletteAndWritesTheChosenName)
               std::vector<int>{palettes->getPaletteNames().indexOf(CString("Default"))});
 
     click(palettes->getButton(2));
-    const std::string name = utf8(pal->getChild(2)->getName());
+    const std::string name = test::CUtf8::of(pal->getChild(2)->getName());
     EXPECT_EQ(shared("ui-color-scheme", "palette-name"), name);
-    EXPECT_EQ(utf8(palettes->getAttrString(CString("palette-name"))), name);
+    EXPECT_EQ(test::CUtf8::of(palettes->getAttrString(CString("palette-name"))), name);
     EXPECT_EQ(activeButtons(*palettes), std::vector<int>{2});
 }
 
@@ -190,7 +184,7 @@ TEST_F(CSelectorTest, ScaleSelectorWritesTheFactorOfItsButton)
 {
     auto* scale = find<CSelectorScale>("ui.win.scale");
     ASSERT_EQ(scale->getButtonCount(), 3);
-    EXPECT_EQ(utf8(scale->getButton(0)->getShownTitle()), "Small");
+    EXPECT_EQ(test::CUtf8::of(scale->getButton(0)->getShownTitle()), "Small");
     ASSERT_EQ(test::CErrorText::takeMessage(find<CSharedAttribute>("ui.local-data.ui-scale")
                                                 ->setAttr(CString("scale"), CAttrValue("1.0"))),
               "");
@@ -198,7 +192,7 @@ TEST_F(CSelectorTest, ScaleSelectorWritesTheFactorOfItsButton)
 
     click(scale->getButton(2));
     EXPECT_EQ(shared("ui-scale", "scale"), "1.25");
-    EXPECT_EQ(utf8(scale->getAttrString(CString("scale"))), "1.25");
+    EXPECT_EQ(test::CUtf8::of(scale->getAttrString(CString("scale"))), "1.25");
     EXPECT_EQ(activeButtons(*scale), std::vector<int>{2});
     click(scale->getButton(0));
     EXPECT_EQ(shared("ui-scale", "scale"), "0.8");

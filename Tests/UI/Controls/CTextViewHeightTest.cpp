@@ -15,10 +15,7 @@ using namespace kel;
 namespace
 {
 
-class CTextViewHeightTest : public test::CSharedTreeTest
-{
-protected:
-};
+using CTextViewHeightTest = test::CSharedTreeTest;
 
 } // namespace
 
@@ -26,13 +23,7 @@ TEST_F(CTextViewHeightTest, TheLimitCutsTheTextAtAWholeLine)
 {
     // Three lines of W in a view 100 high and in a compact one.
     CTreeBlobWriter::Node tree;
-    CTreeBlobWriter::Node& ui = tree.add("ui:ui-event-bridge", "ui");
-    ui.add("ui:window-shared-data", "window-shared-data");
-    CTreeBlobWriter::Node& win = ui.add("ui:view", "win");
-    win.attr("is-root-view", "true").attr("width", "100").attr("height", "100");
-    win.attr("palette", "Default").attr("color", "Background").attr("is-filled", "true");
-    win.attr("font-name", "shared::fnt.base");
-    win.add("ui:window-renderer", "window-renderer").attr("fps", "40");
+    CTreeBlobWriter::Node& win = addWindow(tree, 100, 100);
     for (const char* name : {"tall", "compact"})
     {
         win.add("ui:textview", name)

@@ -14,6 +14,7 @@
 #include "UI/Resources/CUiScale.h"
 #include "UI/Windows/CWindow.h"
 #include "UI/Windows/CWindowSharedData.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -31,13 +32,6 @@ constexpr uint32_t kKeyTab = 0xff09;
 constexpr uint32_t kKeyBackSpace = 0xff08;
 constexpr uint32_t kKeyLeft = 0xff51;
 
-std::string utf8(const CString& text)
-{
-    char buffer[256];
-    text.toUtf8(buffer, sizeof buffer);
-    return buffer;
-}
-
 class CTextViewTest : public test::CSharedTreeTest
 {
 protected:
@@ -45,13 +39,8 @@ protected:
     {
         // Two fields of one tab group that edit on a click, and a label beside them.
         CTreeBlobWriter::Node tree;
-        CTreeBlobWriter::Node& ui = tree.add("ui:ui-event-bridge", "ui");
-        ui.add("ui:window-shared-data", "window-shared-data");
-        CTreeBlobWriter::Node& win = ui.add("ui:view", "win");
-        win.attr("is-root-view", "true").attr("width", "200").attr("height", "60");
-        win.attr("spread", "L").attr("palette", "Default").attr("color", "Background");
-        win.attr("is-filled", "true").attr("font-name", "shared::fnt.base");
-        win.add("ui:window-renderer", "window-renderer").attr("fps", "40");
+        CTreeBlobWriter::Node& win = addWindow(tree, 200, 60);
+        win.attr("spread", "L");
         for (const char* name : {"first", "second"})
         {
             win.add("ui:textview", name)
@@ -70,7 +59,8 @@ protected:
             .attr("height", "20")
             .attr("color", "Panel")
             .attr("title", "[B]A[/B]");
-        ui.addTemplate("ui:editbox-popup", "ui:textview")
+        tree.children.front()
+            ->addTemplate("ui:editbox-popup", "ui:textview")
             .attr("placement", "overlay")
             .attr("color", "Background")
             .attr("is-filled", "true")
@@ -156,27 +146,27 @@ TEST_F(CTextViewTest, AnEditTakesTheKeyboardCommitsOnReturnAndGivesTheKeyboardBa
     CTextView* box = first->getEditBox();
     EXPECT_EQ(window->getKeyFocusView(), box);
     EXPECT_TRUE(screen->hasKeyFocus()) << "the editor takes the keyboard from the host";
-    EXPECT_EQ(utf8(box->getEditText()), "1.0");
+    EXPECT_EQ(test::CUtf8::of(box->getEditText()), "1.0");
     EXPECT_EQ(box->getSelectionStart(), 0) << "all of it is selected first";
     EXPECT_EQ(box->getSelectionEnd(), 3);
 
     // Typing replaces the selection; refused characters and those beyond the limit are dropped.
     type("2x,.5");
-    EXPECT_EQ(utf8(box->getEditText()), "2.5");
+    EXPECT_EQ(test::CUtf8::of(box->getEditText()), "2.5");
     type("1234");
-    EXPECT_EQ(utf8(box->getEditText()), "2.5123") << "six characters at most";
+    EXPECT_EQ(test::CUtf8::of(box->getEditText()), "2.5123") << "six characters at most";
     key(kKeyBackSpace);
     key(kKeyBackSpace);
     key(kKeyBackSpace);
     key(kKeyLeft);
     key(kKeyBackSpace);
-    EXPECT_EQ(utf8(box->getEditText()), "25");
+    EXPECT_EQ(test::CUtf8::of(box->getEditText()), "25");
     EXPECT_EQ(box->getCursor(), 1);
     type(".");
     key(kKeyReturn);
     display.pump();
     EXPECT_FALSE(first->isEditing());
-    EXPECT_EQ(utf8(first->getAttrString(CString("title"))), "2.5");
+    EXPECT_EQ(test::CUtf8::of(first->getAttrString(CString("title"))), "2.5");
     EXPECT_EQ(window->getKeyFocusView(), nullptr);
     EXPECT_FALSE(screen->hasKeyFocus()) << "the keyboard goes back to the host";
 }
@@ -190,20 +180,20 @@ TEST_F(CTextViewTest, EscapeLeavesTheTextTabMovesAlongAndAnEmptyCommitTakesTheEm
     key(kKeyEscape);
     display.pump();
     EXPECT_FALSE(first->isEditing());
-    EXPECT_EQ(utf8(first->getAttrString(CString("title"))), "1.0");
+    EXPECT_EQ(test::CUtf8::of(first->getAttrString(CString("title"))), "1.0");
     EXPECT_FALSE(screen->hasKeyFocus());
 
     click(first, 3000);
     type("3");
     key(kKeyTab);
     display.pump();
-    EXPECT_EQ(utf8(first->getAttrString(CString("title"))), "3") << "Tab commits";
+    EXPECT_EQ(test::CUtf8::of(first->getAttrString(CString("title"))), "3") << "Tab commits";
     ASSERT_TRUE(second->isEditing()) << "and the next field of the group edits";
     EXPECT_TRUE(screen->hasKeyFocus());
     key(kKeyBackSpace);
     key(kKeyReturn);
     display.pump();
-    EXPECT_EQ(utf8(second->getAttrString(CString("title"))), "0");
+    EXPECT_EQ(test::CUtf8::of(second->getAttrString(CString("title"))), "0");
 
     // A press elsewhere commits too.
     click(second, 5000);
@@ -211,7 +201,7 @@ TEST_F(CTextViewTest, EscapeLeavesTheTextTabMovesAlongAndAnEmptyCommitTakesTheEm
     click(field("label"), 7000);
     display.pump();
     EXPECT_FALSE(second->isEditing());
-    EXPECT_EQ(utf8(second->getAttrString(CString("title"))), "9");
+    EXPECT_EQ(test::CUtf8::of(second->getAttrString(CString("title"))), "9");
     EXPECT_FALSE(screen->hasKeyFocus());
 }
 
@@ -230,5 +220,5 @@ TEST_F(CTextViewTest, CopyAndPasteGoThroughTheClipboard)
     key('v', 'v', CNativeWindow::kModCtrl);
     display.pump();
     // Only what the field accepts, up to its length, from the first line.
-    EXPECT_EQ(utf8(second->getEditBox()->getEditText()), "4.25");
+    EXPECT_EQ(test::CUtf8::of(second->getEditBox()->getEditText()), "4.25");
 }

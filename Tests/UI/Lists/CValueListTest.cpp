@@ -185,10 +185,7 @@ TEST_F(CValueListAudioTest, ParamValuesFollowTheValueThroughTheirUIParam)
     ASSERT_EQ(list->getCount(), 2);
     EXPECT_EQ(test::CUtf8::of(list->getTitle(0)), "---");
     const int before = listener->valuesChanged;
-    {
-        CAudioParamContext context;
-        param("modZumbelModule.gain").setValue(0, 0, 0.5, context);
-    }
+    setLive("modZumbelModule.gain", 0.5);
     ASSERT_EQ(pump(), "");
     CString expected;
     gain->getValueText(expected, 0, 0);

@@ -66,10 +66,7 @@ TEST_F(CParamBridgeAudioTest, ShownValueIsTheOneTheParameterTook)
     EXPECT_DOUBLE_EQ(signal->getNormalisedValue(0, 0), 0.5);
 
     // A change made on the audio side reaches the control after the client's pump.
-    {
-        CAudioParamContext context;
-        param("modZumbelModule.gain").setValue(0, 0, 0.5, context);
-    }
+    setLive("modZumbelModule.gain", 0.5);
     const int pumped = knob->updates;
     EXPECT_EQ(pump(), "");
     EXPECT_EQ(knob->updates, pumped + 1);
@@ -90,16 +87,10 @@ TEST_F(CParamBridgeAudioTest, ChangesOnlyReachTheCUIParamsOfTheirGroup)
 {
     ASSERT_EQ(makeWindow(), "");
     const int before = knob->updates;
-    {
-        CAudioParamContext context;
-        param("modZumbelModule.gain").setValue(1, 0, 0.5, context);
-    }
+    setLive("modZumbelModule.gain", 0.5, 1);
     EXPECT_EQ(pump(), "");
     EXPECT_EQ(knob->updates, before) << "group 1 is not the knob's";
-    {
-        CAudioParamContext context;
-        param("modZumbelModule.gain").setValue(0, 0, 0.25, context);
-    }
+    setLive("modZumbelModule.gain", 0.25);
     EXPECT_EQ(pump(), "");
     EXPECT_EQ(knob->updates, before + 1);
 }
@@ -107,10 +98,7 @@ TEST_F(CParamBridgeAudioTest, ChangesOnlyReachTheCUIParamsOfTheirGroup)
 TEST_F(CParamBridgeAudioTest, GroupSelectorMakesTheCUIParamReadAgainWithoutAnUndoStep)
 {
     ASSERT_EQ(makeWindow(), "");
-    {
-        CAudioParamContext context;
-        param("modZumbelModule.gain").setValue(1, 0, 0.5, context);
-    }
+    setLive("modZumbelModule.gain", 0.5, 1);
     EXPECT_EQ(pump(), "");
     const size_t steps = history().size();
     const int before = knob->updates;

@@ -39,11 +39,7 @@ protected:
             });
     }
 
-    void setOffline(double value)
-    {
-        CAudioParamContext context;
-        param("host-offline").setValue(0, 0, value, context);
-    }
+    void setOffline(double value) { setLive("host-offline", value); }
 
     std::string attrOf(const char* path, const char* name)
     {

@@ -1,6 +1,5 @@
 #include "UI/Resources/CBrushSet.h"
 
-#include "Core/CMemoryReader.h"
 #include "UI/Resources/CBrush.h"
 #include "UI/Resources/CUiScale.h"
 #include "CImageTestFiles.h"
@@ -56,10 +55,8 @@ TEST(CBrushSetTest, KeepsBrushesInFileOrderWithTheSizeOfTheScale)
     for (double scale : {0.8, 1.0, 1.25})
     {
         CUiScale::set(scale);
-        CMemoryReader reader(bytes.data(), bytes.size());
         CBrushSet set;
-        ASSERT_EQ(nullptr, set.read(reader));
-        EXPECT_EQ(static_cast<int64_t>(bytes.size()), reader.getPosition());
+        ASSERT_EQ(readLength(set, bytes), static_cast<int64_t>(bytes.size()));
         ASSERT_EQ(3, set.getBrushCount());
         const CBrush* thick = set.getBrush(2);
         EXPECT_DOUBLE_EQ(2.96, thick->getSize());
@@ -82,33 +79,23 @@ TEST(CBrushSetTest, OtherVersionClearsOldContentAndZeroCountStaysEmpty)
     const std::vector<uint8_t> future = threeBrushes(2);
     const std::vector<uint8_t> none = threeBrushes(1, 0);
     CBrushSet set;
-    CMemoryReader first(good.data(), good.size());
-    ASSERT_EQ(nullptr, set.read(first));
-    CMemoryReader second(future.data(), future.size());
-    ASSERT_EQ(nullptr, set.read(second));
+    ASSERT_TRUE(reads(set, good));
+    ASSERT_TRUE(reads(set, future));
     EXPECT_EQ(0, set.getBrushCount());
-    CMemoryReader third(none.data(), none.size());
-    ASSERT_EQ(nullptr, set.read(third));
+    ASSERT_TRUE(reads(set, none));
     EXPECT_EQ(0, set.getBrushCount());
 }
 
 TEST(CBrushSetTest, TruncatedCoverageFailsAndWrittenSetReadsBack)
 {
     const std::vector<uint8_t> bytes = threeBrushes();
-    CMemoryReader cut(bytes.data(), bytes.size() - 1);
     CBrushSet broken;
-    CError* error = broken.read(cut);
-    ASSERT_NE(nullptr, error);
-    delete error;
+    EXPECT_FALSE(reads(broken, bytes, 1));
 
-    CMemoryReader reader(bytes.data(), bytes.size());
     CBrushSet set;
-    ASSERT_EQ(nullptr, set.read(reader));
-    CMemoryWriteBuffer written;
-    ASSERT_EQ(nullptr, set.write(written));
-    CMemoryReader again(written.getData(), written.getSize());
+    ASSERT_TRUE(reads(set, bytes));
     CBrushSet copy;
-    ASSERT_EQ(nullptr, copy.read(again));
+    ASSERT_TRUE(copiesByWriting(set, copy));
     ASSERT_EQ(3, copy.getBrushCount());
     EXPECT_DOUBLE_EQ(1.24, copy.getBrush(1)->getRadius());
     EXPECT_EQ(0, std::memcmp(set.getBrush(1)->getCoverage(), copy.getBrush(1)->getCoverage(),

@@ -2,7 +2,6 @@
 
 #include "Audio/CAudioCreators.h"
 #include "Core/CApplication.h"
-#include "Core/CMemoryReader.h"
 #include "Core/CObject.h"
 #include "Core/CResourceTable.h"
 #include "ProductResources.h"
@@ -53,10 +52,8 @@ std::vector<uint8_t> twoGlyphFont(uint32_t fontVersion = 1)
 TEST(CFontTest, GlyphsAreFoundByCharacterCodeIncludingCodesAbove255)
 {
     const std::vector<uint8_t> bytes = twoGlyphFont();
-    CMemoryReader reader(bytes.data(), bytes.size());
     CFont font;
-    ASSERT_EQ(nullptr, font.read(reader));
-    EXPECT_EQ(static_cast<int64_t>(bytes.size()), reader.getPosition());
+    ASSERT_EQ(readLength(font, bytes), static_cast<int64_t>(bytes.size()));
     ASSERT_NE(nullptr, font.getGlyph(966));
     EXPECT_EQ(-10, font.getGlyph(966)->getLayer(0)->getY());
     EXPECT_DOUBLE_EQ(10.5, font.getGlyph(65)->getLayer(0)->getAdvance());
@@ -68,9 +65,8 @@ TEST(CFontTest, GlyphsAreFoundByCharacterCodeIncludingCodesAbove255)
 TEST(CFontTest, LineMetricsScaleAtUseRoundingHalfAwayFromZero)
 {
     const std::vector<uint8_t> bytes = twoGlyphFont();
-    CMemoryReader reader(bytes.data(), bytes.size());
     CFont font;
-    ASSERT_EQ(nullptr, font.read(reader));
+    ASSERT_TRUE(reads(font, bytes));
     EXPECT_EQ(14, font.getLineHeight());
     CUiScale::set(1.25);
     EXPECT_EQ(18, font.getLineHeight()); // 17.5
@@ -89,10 +85,8 @@ TEST(CFontTest, OtherFontVersionLoadsEmpty)
     const std::vector<uint8_t> good = twoGlyphFont();
     const std::vector<uint8_t> future = twoGlyphFont(7);
     CFont font;
-    CMemoryReader first(good.data(), good.size());
-    ASSERT_EQ(nullptr, font.read(first));
-    CMemoryReader second(future.data(), future.size());
-    ASSERT_EQ(nullptr, font.read(second));
+    ASSERT_TRUE(reads(font, good));
+    ASSERT_TRUE(reads(font, future));
     EXPECT_EQ(0, font.getImageCount());
     EXPECT_EQ(0, font.getStoredLineHeight());
 }
@@ -100,14 +94,10 @@ TEST(CFontTest, OtherFontVersionLoadsEmpty)
 TEST(CFontTest, WrittenFontReadsBack)
 {
     const std::vector<uint8_t> bytes = twoGlyphFont();
-    CMemoryReader reader(bytes.data(), bytes.size());
     CFont font;
-    ASSERT_EQ(nullptr, font.read(reader));
-    CMemoryWriteBuffer written;
-    ASSERT_EQ(nullptr, font.write(written));
-    CMemoryReader again(written.getData(), written.getSize());
+    ASSERT_TRUE(reads(font, bytes));
     CFont copy;
-    ASSERT_EQ(nullptr, copy.read(again));
+    ASSERT_TRUE(copiesByWriting(font, copy));
     EXPECT_EQ(2, copy.getImageCount());
     EXPECT_EQ(3, copy.getStoredLineBelow());
     EXPECT_EQ(10, copy.getGlyph(966)->getLayer(0)->getWidth());
@@ -116,11 +106,8 @@ TEST(CFontTest, WrittenFontReadsBack)
 TEST(CFontTest, TruncatedMetricsFail)
 {
     const std::vector<uint8_t> bytes = twoGlyphFont();
-    CMemoryReader reader(bytes.data(), bytes.size() - 2);
     CFont font;
-    CError* error = font.read(reader);
-    ASSERT_NE(nullptr, error);
-    delete error;
+    EXPECT_FALSE(reads(font, bytes, 2));
 }
 
 namespace

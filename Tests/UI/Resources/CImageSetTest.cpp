@@ -75,10 +75,8 @@ int keptWidth(const CImageSet& set)
 TEST(CImageSetTest, ReadsRangesAndImagesByNumberWithHoles)
 {
     const std::vector<uint8_t> bytes = buttonLikeSet();
-    CMemoryReader reader(bytes.data(), bytes.size());
     CImageSet set;
-    ASSERT_EQ(nullptr, set.read(reader));
-    EXPECT_EQ(static_cast<int64_t>(bytes.size()), reader.getPosition());
+    ASSERT_EQ(readLength(set, bytes), static_cast<int64_t>(bytes.size()));
 
     CImageSet::Range range;
     ASSERT_TRUE(set.findRange(CString(""), range));
@@ -111,9 +109,8 @@ TEST(CImageSetTest, KeepsTheStoredSizeNearestToTheScaleAndTheEarlierOneAtATie)
     for (const auto& c : cases)
     {
         ScaleGuard guard(c.scale);
-        CMemoryReader reader(bytes.data(), bytes.size());
         CImageSet set;
-        ASSERT_EQ(nullptr, set.read(reader));
+        ASSERT_TRUE(reads(set, bytes));
         EXPECT_EQ(c.width, keptWidth(set)) << "scale " << c.scale;
         EXPECT_DOUBLE_EQ(c.width + 0.5, set.getImage(1)->getLayer(0)->getAdvance());
     }
@@ -122,9 +119,8 @@ TEST(CImageSetTest, KeepsTheStoredSizeNearestToTheScaleAndTheEarlierOneAtATie)
 TEST(CImageSetTest, MemoryResourceIsUsedInPlaceAndOtherStreamsAreCopied)
 {
     const std::vector<uint8_t> bytes = buttonLikeSet();
-    CMemoryReader reader(bytes.data(), bytes.size());
     CImageSet inPlace;
-    ASSERT_EQ(nullptr, inPlace.read(reader));
+    ASSERT_TRUE(reads(inPlace, bytes));
     const CImageLayer* layer = inPlace.getImage(10)->getLayer(0);
     EXPECT_TRUE(layer->isInPlace());
     EXPECT_GE(layer->getData(), bytes.data());
@@ -144,10 +140,8 @@ TEST(CImageSetTest, OtherVersionLoadsEmptyAndReplacesOldContents)
     const std::vector<uint8_t> good = buttonLikeSet();
     const std::vector<uint8_t> future = buttonLikeSet(2);
     CImageSet set;
-    CMemoryReader first(good.data(), good.size());
-    ASSERT_EQ(nullptr, set.read(first));
-    CMemoryReader second(future.data(), future.size());
-    ASSERT_EQ(nullptr, set.read(second));
+    ASSERT_TRUE(reads(set, good));
+    ASSERT_TRUE(reads(set, future));
     EXPECT_EQ(0, set.getImageCount());
     EXPECT_TRUE(set.getRanges().isEmpty());
 }
@@ -185,9 +179,8 @@ TEST(CImageSetTest, WrittenSetReadsBackWithTheKeptSize)
 {
     ScaleGuard guard(1.25);
     const std::vector<uint8_t> bytes = buttonLikeSet();
-    CMemoryReader reader(bytes.data(), bytes.size());
     CImageSet original;
-    ASSERT_EQ(nullptr, original.read(reader));
+    ASSERT_TRUE(reads(original, bytes));
     CMemoryWriteBuffer written;
     ASSERT_EQ(nullptr, original.write(written));
 

@@ -3,6 +3,8 @@
 // Builders for image set, font and brush set files in memory, so that the tests state every byte
 // they feed the readers.
 
+#include "Core/CError.h"
+#include "Core/CMemoryReader.h"
 #include "Core/CMemoryWriteBuffer.h"
 #include "Core/CString.h"
 
@@ -87,6 +89,30 @@ inline std::vector<LayerVariant> sizedVariants(int grey)
 inline std::vector<uint8_t> bytesOf(const CMemoryWriteBuffer& buffer)
 {
     return std::vector<uint8_t>(buffer.getData(), buffer.getData() + buffer.getSize());
+}
+
+// Reads bytes, less the last `cut` of them, into target: how many it took, -1 for an error.
+template <class T> int64_t readLength(T& target, const std::vector<uint8_t>& bytes, size_t cut = 0)
+{
+    CMemoryReader reader(bytes.data(), bytes.size() - cut);
+    CError* error = target.read(reader);
+    const int64_t length = error ? -1 : reader.getPosition();
+    delete error;
+    return length;
+}
+template <class T> bool reads(T& target, const std::vector<uint8_t>& bytes, size_t cut = 0)
+{
+    return readLength(target, bytes, cut) >= 0;
+}
+
+// Writes source and reads what it wrote into copy: whether both went without an error.
+template <class T> bool copiesByWriting(T& source, T& copy)
+{
+    CMemoryWriteBuffer written;
+    CError* error = source.write(written);
+    const bool wrote = error == nullptr;
+    delete error;
+    return wrote && reads(copy, bytesOf(written));
 }
 
 } // namespace kel::test

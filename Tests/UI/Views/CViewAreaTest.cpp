@@ -26,6 +26,18 @@ Size percent(double fraction)
     return {Size::kSizePercent, fraction};
 }
 
+// Rules of one placement and, where given (not -1), a width and height in pixels.
+Rules place(CViewArea::Placement placement, double width = -1, double height = -1)
+{
+    Rules rules;
+    rules.placement = placement;
+    if (width >= 0)
+        rules.width = px(width);
+    if (height >= 0)
+        rules.height = px(height);
+    return rules;
+}
+
 std::string text(const CLinearBitmap::Rect& r)
 {
     return std::to_string(r.left) + "," + std::to_string(r.top) + "," + std::to_string(r.right) +
@@ -38,9 +50,7 @@ class CAreaTree
 public:
     explicit CAreaTree(double width, double height, double innerBorder = 0.0)
     {
-        Rules rules;
-        rules.width = px(width);
-        rules.height = px(height);
+        Rules rules = place(CViewArea::kInline, width, height);
         for (double& side : rules.inner)
             side = innerBorder;
         root = add(nullptr, rules);
@@ -76,15 +86,9 @@ TEST_F(CViewAreaTest, DockedSidesTakeFromWhatIsLeftAndFullTakesTheRest)
 {
     // A 300 by 200 root with an inner border of 10: the inner box is 10,10 to 290,190.
     CAreaTree tree(300, 200, 10);
-    Rules top;
-    top.placement = CViewArea::kDockTop;
-    top.height = px(20);
-    Rules bottom;
-    bottom.placement = CViewArea::kDockBottom;
-    bottom.height = px(30);
-    Rules left;
-    left.placement = CViewArea::kDockLeft;
-    left.width = px(40);
+    Rules top = place(CViewArea::kDockTop, -1, 20);
+    Rules bottom = place(CViewArea::kDockBottom, -1, 30);
+    Rules left = place(CViewArea::kDockLeft, 40);
     Rules rest;
     rest.placement = CViewArea::kFull;
     rest.outer[0] = rest.outer[1] = rest.outer[2] = rest.outer[3] = 2;
@@ -108,9 +112,7 @@ TEST_F(CViewAreaTest, DockedSidesTakeFromWhatIsLeftAndFullTakesTheRest)
 TEST_F(CViewAreaTest, OverlayMatchAndWindowOverlayStandOutsideTheFlow)
 {
     CAreaTree tree(300, 200, 10);
-    Rules top;
-    top.placement = CViewArea::kDockTop;
-    top.height = px(20);
+    Rules top = place(CViewArea::kDockTop, -1, 20);
     CViewArea* bar = tree.add(tree.root, top);
     Rules overlay;
     overlay.placement = CViewArea::kOverlay;
@@ -137,26 +139,18 @@ TEST_F(CViewAreaTest, OverlayMatchAndWindowOverlayStandOutsideTheFlow)
 TEST_F(CViewAreaTest, InlineChildrenFormRowsWithGapsAndAlignment)
 {
     // Root 200 by 100, inner border 5; gaps: 4 across (spread L4), 6 between rows (B6).
-    Rules rootRules;
-    rootRules.width = px(200);
-    rootRules.height = px(100);
+    Rules rootRules = place(CViewArea::kInline, 200, 100);
     for (double& side : rootRules.inner)
         side = 5;
     rootRules.spread[0] = 4;
     rootRules.spread[3] = 6;
     CAreaTree tree(0, 0);
     tree.root->setRules(rootRules);
-    Rules first;
-    first.width = px(50);
-    first.height = px(20);
-    Rules second;
-    second.width = px(30);
-    second.height = px(10);
+    Rules first = place(CViewArea::kInline, 50, 20);
+    Rules second = place(CViewArea::kInline, 30, 10);
     second.inlineAlignV = CViewArea::kAlignCenter;
     second.outer[0] = 1;
-    Rules third;
-    third.width = px(40);
-    third.height = px(15);
+    Rules third = place(CViewArea::kInline, 40, 15);
     third.isNewRow = true;
     CViewArea* a = tree.add(tree.root, first);
     CViewArea* b = tree.add(tree.root, second);
@@ -192,16 +186,12 @@ TEST_F(CViewAreaTest, InlineChildrenFormRowsWithGapsAndAlignment)
 
 TEST_F(CViewAreaTest, ColumnsRunDownwardsWithTheSameRules)
 {
-    Rules rootRules;
-    rootRules.width = px(100);
-    rootRules.height = px(100);
+    Rules rootRules = place(CViewArea::kInline, 100, 100);
     rootRules.isVertical = true;
     rootRules.spread[1] = 3; // gap of 3 between children of a column
     CAreaTree tree(0, 0);
     tree.root->setRules(rootRules);
-    Rules item;
-    item.width = px(20);
-    item.height = px(10);
+    Rules item = place(CViewArea::kInline, 20, 10);
     CViewArea* a = tree.add(tree.root, item);
     CViewArea* b = tree.add(tree.root, item);
     item.isNewRow = true;
@@ -232,9 +222,7 @@ TEST_F(CViewAreaTest, SizeRulesPercentFullMinimumOffsetRatioAndScale)
     // Full: 280 - 3 - 7 = 270 wide from 10 + 3 + offset 2; the minimum lifts 5 to 12.
     EXPECT_EQ(text(b->getRect()), "15,190,285,202");
 
-    Rules ratio;
-    ratio.width = px(40);
-    ratio.height = px(10);
+    Rules ratio = place(CViewArea::kInline, 40, 10);
     ratio.ratioX = 0.5;
     ratio.minRatioY = 2.0;
     ratio.ratioY = 1.0;
@@ -268,9 +256,7 @@ TEST_F(CViewAreaTest, CompactSizesClimbFromAChangedContentToTheRoot)
     CViewArea* a = tree.add(row, label);
     CViewArea* b = tree.add(row, label);
     // A second row of the root: a fixed box under the compact row.
-    Rules box;
-    box.width = px(8);
-    box.height = px(8);
+    Rules box = place(CViewArea::kInline, 8, 8);
     box.isNewRow = true;
     CViewArea* below = tree.add(tree.root, box);
     a->setContentSize(30, 10);
@@ -314,16 +300,12 @@ TEST_F(CViewAreaTest, AFlowFillsWhatTheDocksLeaveAndACompactSizeWrapsBoth)
     Rules top; // spans across: its compact width counts, from its content
     top.placement = CViewArea::kDockTop;
     top.height = px(10);
-    Rules left;
-    left.placement = CViewArea::kDockLeft;
-    left.width = px(15);
+    Rules left = place(CViewArea::kDockLeft, 15);
     CViewArea* bar = tree.add(box, top);
     CViewArea* strip = tree.add(box, left);
     bar->setContentSize(40, 0);
     strip->setContentSize(0, 5);
-    Rules item;
-    item.width = px(30);
-    item.height = px(20);
+    Rules item = place(CViewArea::kInline, 30, 20);
     CViewArea* a = tree.add(box, item);
     item.width = px(20);
     item.height = px(10);
@@ -353,9 +335,7 @@ TEST_F(CViewAreaTest, BalancedChildrenShareWhatTheirRowLeaves)
     Rules rootRules = tree.root->getRules();
     rootRules.spread[0] = 2; // gap 2
     tree.root->setRules(rootRules);
-    Rules label;
-    label.width = px(50);
-    label.height = px(30);
+    Rules label = place(CViewArea::kInline, 50, 30);
     Rules shareWidth;
     shareWidth.width = {Size::kSizeBalanced, 0};
     shareWidth.height = px(20);
@@ -413,9 +393,7 @@ TEST_F(CViewAreaTest, ScrolledChildrenLieOnTheVirtualExtentMovedByTheScrollOffse
     wide.placement = CViewArea::kScrollerP;
     CViewArea* p = tree.add(tree.root, wide);
     EXPECT_EQ(text(p->getRect()), "10,10,310,510");
-    Rules flowing;
-    flowing.width = px(20);
-    flowing.height = px(20);
+    Rules flowing = place(CViewArea::kInline, 20, 20);
     CViewArea* still = tree.add(tree.root, flowing);
 
     // Scrolling moves the scrolled children back by the offset, and nothing else.
@@ -440,9 +418,7 @@ TEST_F(CViewAreaTest, ScrolledChildrenLieOnTheVirtualExtentMovedByTheScrollOffse
 TEST_F(CViewAreaTest, AnOffsetMovesItsViewAloneScaledByTheRatio)
 {
     CAreaTree tree(200, 100);
-    Rules item;
-    item.width = px(10);
-    item.height = px(10);
+    Rules item = place(CViewArea::kInline, 10, 10);
     Rules moved = item;
     moved.offsetX = 5;
     moved.offsetY = 3;
@@ -457,9 +433,7 @@ TEST_F(CViewAreaTest, AnOffsetMovesItsViewAloneScaledByTheRatio)
 
     // A docked bar moved down by 5 leaves the next one where it would have been.
     CAreaTree docks(100, 100);
-    Rules bar;
-    bar.placement = CViewArea::kDockTop;
-    bar.height = px(20);
+    Rules bar = place(CViewArea::kDockTop, -1, 20);
     bar.offsetY = 5;
     CViewArea* first = docks.add(docks.root, bar);
     bar.offsetY = 0;
@@ -471,9 +445,7 @@ TEST_F(CViewAreaTest, AnOffsetMovesItsViewAloneScaledByTheRatio)
 TEST_F(CViewAreaTest, AMatchIntoAViewThatGoesFallsBackToTheParent)
 {
     CAreaTree tree(300, 200, 10);
-    Rules bar;
-    bar.placement = CViewArea::kDockTop;
-    bar.height = px(20);
+    Rules bar = place(CViewArea::kDockTop, -1, 20);
     auto* target = new CViewArea(tree.root, nullptr);
     target->setRules(bar);
     Rules overlay;
@@ -498,9 +470,7 @@ TEST_F(CViewAreaTest, AreasThatGoLeaveNoVariableBehind)
 {
     CAreaTree tree(100, 100);
     const int live = tree.root->getNetwork()->getLiveCount();
-    Rules item;
-    item.width = px(10);
-    item.height = px(10);
+    Rules item = place(CViewArea::kInline, 10, 10);
     auto* a = new CViewArea(tree.root, nullptr);
     a->setRules(item);
     auto* b = new CViewArea(tree.root, nullptr);

@@ -1,22 +1,19 @@
 // Popups that views open with popup-toggle, on the headless screen: the list popup from its
 // template, where it opens, how it ends (a second toggle, a press elsewhere, a result, its opener
 // going), and where its result goes.
-#include "Audio/CAudioCreators.h"
 #include "Core/CApplication.h"
 #include "Core/CDebugChannel.h"
 #include "Core/CSystem.h"
 #include "Core/Platform/CRunLoop.h"
-#include "ProductResources.h"
 #include "Support/CErrorText.h"
 #include "Support/CTreeBlobWriter.h"
-#include "UI/CUiCreators.h"
 #include "UI/Controls/CTextView.h"
 #include "UI/Platform/Headless/CHeadlessDisplay.h"
 #include "UI/Platform/Headless/CHeadlessWindow.h"
-#include "UI/Resources/CUiScale.h"
 #include "UI/Views/CView.h"
-#include "UI/Windows/CHeadlessTreeTest.h"
+#include "UI/Windows/CSharedTreeTest.h"
 #include "UI/Windows/CWindow.h"
+#include "Support/CUtf8.h"
 
 #include <gtest/gtest.h>
 
@@ -27,13 +24,6 @@ using namespace kel;
 
 namespace
 {
-
-std::string utf8(const CString& text)
-{
-    char buffer[256];
-    text.toUtf8(buffer, sizeof buffer);
-    return buffer;
-}
 
 // A view that notes the popup results that reach it.
 class CResultView : public CView
@@ -50,7 +40,7 @@ protected:
         const CAttrValue* index = params.find(CString("index"));
         const CAttrValue* source = params.find(CString("source"));
         indexes.push_back(index ? index->getInt() : -100);
-        sources.push_back(source ? utf8(source->getString()) : std::string());
+        sources.push_back(source ? test::CUtf8::of(source->getString()) : std::string());
         return CView::onPopupResult(params);
     }
 };
@@ -67,13 +57,11 @@ std::vector<std::string>& shownErrors()
     return errors;
 }
 
-class CPopupTest : public test::CHeadlessTreeTest
+class CPopupTest : public test::CSharedTreeTest
 {
 protected:
     static void SetUpTestSuite()
     {
-        CApplication::addCreatorRegistration(&CAudioCreators::registerAll);
-        CApplication::addCreatorRegistration(&CUiCreators::registerAll);
         CApplication::addCreatorRegistration(
             []() -> CError*
             {
@@ -81,15 +69,7 @@ protected:
                     CCreatorRow::of<CResultView>("test:result-view")};
                 return CObject::registerCreators(rows, 1);
             });
-        // The fonts and palettes live in the product's shared tree.
-        CApplication::shutdown();
-        CApplication::init(resources::kResourceTable, "SharedData.xml");
-        CUiScale::set(1.0);
-    }
-    static void TearDownTestSuite()
-    {
-        CApplication::shutdown();
-        CApplication::init(resources::kResourceTable, "");
+        CSharedTreeTest::SetUpTestSuite();
     }
 
     void SetUp() override
@@ -161,8 +141,7 @@ protected:
     void TearDown() override
     {
         CSystem::setErrorPresenter(nullptr, nullptr);
-        runLoop();
-        CHeadlessTreeTest::TearDown();
+        CSharedTreeTest::TearDown();
     }
 
     // A view whose release toggles the popup of the template tag over the list source.
@@ -235,7 +214,7 @@ TEST_F(CPopupTest, AToggleOpensOneListBesideItsOpenerAndASecondToggleClosesIt)
     ASSERT_NE(shown, nullptr);
     EXPECT_TRUE(shown->getOpenParams().isPopup);
     EXPECT_EQ(shown->getOpenParams().transientFor, screen);
-    EXPECT_EQ(utf8(popup->getAttrString(CString("title"))), "Choose");
+    EXPECT_EQ(test::CUtf8::of(popup->getAttrString(CString("title"))), "Choose");
 
     // As wide as the opener plus 6, centred on the main window, 3 below the opener.
     const CLinearBitmap::Rect at = opener->getViewRect();
@@ -246,7 +225,7 @@ TEST_F(CPopupTest, AToggleOpensOneListBesideItsOpenerAndASecondToggleClosesIt)
     // The first two titles, and a window as high as they are plus the inner border.
     auto* list = dynamic_cast<CTextView*>(root->findObject(CString("ui.popup.list")));
     ASSERT_NE(list, nullptr);
-    EXPECT_EQ(utf8(list->getContent()), "One\nTwo");
+    EXPECT_EQ(test::CUtf8::of(list->getContent()), "One\nTwo");
     const int textHeight = list->getWrapper().getTextHeight();
     EXPECT_GT(textHeight, 0);
     EXPECT_EQ(shown->getOpenParams().height, textHeight + 4);
@@ -315,7 +294,7 @@ TEST_F(CPopupTest, AnEmptyListShowsNoItemsAndAPressOnItChoosesNothing)
     ASSERT_NE(popup, nullptr);
     auto* list = dynamic_cast<CTextView*>(popup->findObject(CString(".list")));
     ASSERT_NE(list, nullptr);
-    EXPECT_EQ(utf8(list->getContent()), "<no items>");
+    EXPECT_EQ(test::CUtf8::of(list->getContent()), "<no items>");
     auto* shown = dynamic_cast<CHeadlessWindow*>(popup->findWindow()->getNativeWindow());
     const CLinearBitmap::Rect area = list->getViewRect();
     press(shown, area.left + 5, area.top + 2, true, 2000);

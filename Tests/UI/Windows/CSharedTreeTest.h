@@ -11,6 +11,9 @@
 #include "UI/Resources/CUiScale.h"
 #include "UI/Windows/CHeadlessTreeTest.h"
 
+#include <functional>
+#include <string>
+
 namespace kel::test
 {
 
@@ -29,6 +32,26 @@ protected:
     {
         CApplication::shutdown();
         CApplication::init(resources::kResourceTable, "");
+    }
+    // The tree's "ui" with the shared window data, what before adds, and a root view "ui.win" of
+    // width by height with its renderer, filled with the default palette's background and written
+    // in the base font; answers the root view's node.
+    static CTreeBlobWriter::Node&
+    addWindow(CTreeBlobWriter::Node& tree, int width, int height,
+              const std::function<void(CTreeBlobWriter::Node& ui)>& before = nullptr)
+    {
+        CTreeBlobWriter::Node& ui = tree.add("ui:ui-event-bridge", "ui");
+        ui.add("ui:window-shared-data", "window-shared-data");
+        if (before)
+            before(ui);
+        CTreeBlobWriter::Node& win = ui.add("ui:view", "win");
+        win.attr("is-root-view", "true")
+            .attr("width", std::to_string(width))
+            .attr("height", std::to_string(height));
+        win.attr("palette", "Default").attr("color", "Background").attr("is-filled", "true");
+        win.attr("font-name", "shared::fnt.base");
+        win.add("ui:window-renderer", "window-renderer").attr("fps", "40");
+        return win;
     }
     // Messages the test left on the thread's run loop go before the tree does.
     void TearDown() override
