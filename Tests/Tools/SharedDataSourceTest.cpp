@@ -17,11 +17,7 @@ using namespace kel;
 namespace
 {
 
-const std::string kSourceDir = []
-{
-    const std::string self = __FILE__;
-    return self.substr(0, self.rfind("/Tests/Tools/"));
-}();
+const std::string kSourceDir = KEL_SOURCE_DIR;
 
 const CCompiledNode* findChild(const CCompiledNode& parent, const std::string& name)
 {
