@@ -183,6 +183,19 @@ protected:
             << eventName;
         idle();
     }
+    // A second instance, started and with its editor open on secondParent; outUi is its tree.
+    void startSecond(CHostedPlugin& second, int& secondParent, CObject*& outUi)
+    {
+        ASSERT_EQ(test::CErrorText::takeChain(second.attach(&CWrapperEntry::make<2>, "stereo")),
+                  "");
+        second.open();
+        second.start(48000.0f, 512);
+        ASSERT_EQ(second.dispatch(kEffEditOpen, 0, 0, &secondParent), 1);
+        outUi = static_cast<CAudioWrapperVSTEditor*>(
+                    static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(second.getEffect()))
+                        ->getEditor())
+                    ->getUiRoot();
+    }
     void selectBank(int bank) { raise("bank-selected", {{"index", CAttrValue(bank)}}); }
     void selectPreset(int preset) { raise("preset-selected", {{"index", CAttrValue(preset)}}); }
     CNames presetNames(int bank)
@@ -424,15 +437,10 @@ TEST_F(CPresetManagerTest, ActivationSetsThePresetInOneUndoStepAndTheDefaultIsWh
 TEST_F(CPresetManagerTest, APresetAddedHereShowsInAnotherInstancesQuickListAndActivatesThere)
 {
     CHostedPlugin second{host};
-    ASSERT_EQ(test::CErrorText::takeChain(second.attach(&CWrapperEntry::make<2>, "stereo")), "");
-    second.open();
-    second.start(48000.0f, 512);
     int secondParent = 0;
-    ASSERT_EQ(second.dispatch(kEffEditOpen, 0, 0, &secondParent), 1);
+    CObject* otherUi = nullptr;
+    ASSERT_NO_FATAL_FAILURE(startSecond(second, secondParent, otherUi));
     AEffect* other = second.getEffect();
-    auto* otherEditor = static_cast<CAudioWrapperVSTEditor*>(
-        static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(other))->getEditor());
-    CObject* otherUi = otherEditor->getUiRoot();
     auto* quick = dynamic_cast<CDynListPresets*>(
         otherUi->findObject(CString("ui.main-window.c.buttons.quick-preset-list.presets")));
     ASSERT_NE(quick, nullptr);
@@ -483,15 +491,10 @@ TEST_F(CPresetManagerTest, APresetAddedHereShowsInAnotherInstancesQuickListAndAc
 TEST_F(CPresetManagerTest, TwoInstancesChangingTheBanksAtOnceLoseNothing)
 {
     CHostedPlugin second{host};
-    ASSERT_EQ(test::CErrorText::takeChain(second.attach(&CWrapperEntry::make<2>, "stereo")), "");
-    second.open();
-    second.start(48000.0f, 512);
     int secondParent = 0;
-    ASSERT_EQ(second.dispatch(kEffEditOpen, 0, 0, &secondParent), 1);
-    auto* otherEditor = static_cast<CAudioWrapperVSTEditor*>(
-        static_cast<CAudioWrapperVST*>(AudioEffect::fromAeffect(second.getEffect()))->getEditor());
-    CViewBaseCtlEvents* otherOpener =
-        view(otherEditor->getUiRoot(), "ui.main-window.c.buttons.preset-manager");
+    CObject* otherUi = nullptr;
+    ASSERT_NO_FATAL_FAILURE(startSecond(second, secondParent, otherUi));
+    CViewBaseCtlEvents* otherOpener = view(otherUi, "ui.main-window.c.buttons.preset-manager");
     click(otherOpener);
     idle(&second);
     auto* other = dynamic_cast<CPresetManager*>(otherOpener->getOpenPopup());
