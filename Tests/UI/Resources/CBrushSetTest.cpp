@@ -94,8 +94,9 @@ TEST(CBrushSetTest, TruncatedCoverageFailsAndWrittenSetReadsBack)
 
     CBrushSet set;
     ASSERT_TRUE(reads(set, bytes));
+    std::vector<uint8_t> copyBytes; // outlives the copy, which points into it
     CBrushSet copy;
-    ASSERT_TRUE(copiesByWriting(set, copy));
+    ASSERT_TRUE(copiesByWriting(set, copy, copyBytes));
     ASSERT_EQ(3, copy.getBrushCount());
     EXPECT_DOUBLE_EQ(1.24, copy.getBrush(1)->getRadius());
     EXPECT_EQ(0, std::memcmp(set.getBrush(1)->getCoverage(), copy.getBrush(1)->getCoverage(),

@@ -96,8 +96,9 @@ TEST(CFontTest, WrittenFontReadsBack)
     const std::vector<uint8_t> bytes = twoGlyphFont();
     CFont font;
     ASSERT_TRUE(reads(font, bytes));
+    std::vector<uint8_t> copyBytes; // outlives the copy, which points into it
     CFont copy;
-    ASSERT_TRUE(copiesByWriting(font, copy));
+    ASSERT_TRUE(copiesByWriting(font, copy, copyBytes));
     EXPECT_EQ(2, copy.getImageCount());
     EXPECT_EQ(3, copy.getStoredLineBelow());
     EXPECT_EQ(10, copy.getGlyph(966)->getLayer(0)->getWidth());

@@ -105,14 +105,16 @@ template <class T> bool reads(T& target, const std::vector<uint8_t>& bytes, size
     return readLength(target, bytes, cut) >= 0;
 }
 
-// Writes source and reads what it wrote into copy: whether both went without an error.
-template <class T> bool copiesByWriting(T& source, T& copy)
+// Writes source and reads what it wrote into copy: whether both went without an error. What the
+// copy reads from memory it keeps pointing into, so copyBytes (the written bytes) must outlive it.
+template <class T> bool copiesByWriting(T& source, T& copy, std::vector<uint8_t>& copyBytes)
 {
     CMemoryWriteBuffer written;
     CError* error = source.write(written);
     const bool wrote = error == nullptr;
     delete error;
-    return wrote && reads(copy, bytesOf(written));
+    copyBytes = bytesOf(written);
+    return wrote && reads(copy, copyBytes);
 }
 
 } // namespace kel::test
